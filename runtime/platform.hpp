@@ -1,0 +1,65 @@
+// Platform layer: threads, mutexes, condition variables, the thread-local slot, sleeping, and the
+// signal-driven mechanism by which the collector stops and resumes other threads.
+// Handles are opaque; a null handle makes every call a no-op.
+#pragma once
+#include <stddef.h>
+#include <stdint.h>
+
+extern "C" {
+
+typedef struct nolt_platform_mutex nolt_platform_mutex;
+typedef struct nolt_platform_condvar nolt_platform_condvar;
+typedef struct nolt_platform_thread nolt_platform_thread;
+typedef uint64_t nolt_thread_id;  // the pthread_t of a thread
+
+nolt_platform_mutex* nolt_platform_mutex_create(void);
+void nolt_platform_mutex_destroy(nolt_platform_mutex* mutex);
+void nolt_platform_mutex_lock(nolt_platform_mutex* mutex);
+bool nolt_platform_mutex_trylock(nolt_platform_mutex* mutex);
+void nolt_platform_mutex_unlock(nolt_platform_mutex* mutex);
+void nolt_platform_mutex_reinit_after_fork(nolt_platform_mutex* mutex);
+
+nolt_platform_condvar* nolt_platform_condvar_create(void);
+void nolt_platform_condvar_destroy(nolt_platform_condvar* condition);
+void nolt_platform_condvar_wait(nolt_platform_condvar* condition, nolt_platform_mutex* mutex);
+bool nolt_platform_condvar_timedwait(nolt_platform_condvar* condition, nolt_platform_mutex* mutex,
+                                     int64_t microseconds);
+void nolt_platform_condvar_signal(nolt_platform_condvar* condition);
+void nolt_platform_condvar_broadcast(nolt_platform_condvar* condition);
+void nolt_platform_condvar_reinit_after_fork(nolt_platform_condvar* condition);
+
+nolt_platform_thread* nolt_platform_thread_create(void* (*function)(void*), void* argument,
+                                                  size_t stack_size);
+void* nolt_platform_thread_join(nolt_platform_thread* thread);
+void nolt_platform_thread_detach(nolt_platform_thread* thread);
+nolt_platform_thread* nolt_platform_thread_self(void);
+nolt_thread_id nolt_platform_thread_self_id(void);
+nolt_thread_id nolt_platform_thread_get_id(nolt_platform_thread* thread);
+uint64_t nolt_platform_thread_get_pthread(nolt_platform_thread* thread);
+bool nolt_platform_thread_id_equal(nolt_thread_id a, nolt_thread_id b);
+void nolt_platform_thread_yield(void);
+int32_t nolt_platform_thread_cancel(nolt_thread_id id);
+[[noreturn]] void nolt_platform_thread_exit(void* value);
+int32_t nolt_platform_thread_set_priority(nolt_thread_id id, int32_t priority, bool realtime);
+
+void nolt_platform_sleep_us(int64_t microseconds);
+
+void nolt_platform_tls_init(void);
+void nolt_platform_tls_cleanup(void);
+void nolt_platform_tls_set(void* value);
+void* nolt_platform_tls_get(void);
+
+// Stop-the-world. The collector stops one thread at a time: the target's SIGURG handler
+// publishes the thread's root chain, in-flight reference and handoff address at the given
+// destinations, posts the acknowledgement semaphore and parks until the world resumes.
+void nolt_platform_gc_suspend_init(void);  // prints through perror and aborts on failure
+void nolt_platform_gc_stop_begin(void);
+bool nolt_platform_gc_suspend_thread(nolt_thread_id id, void** chain_dst, void** inflight_dst,
+                                     void** handoff_dst);
+void nolt_platform_gc_resume_begin(void);
+void nolt_platform_gc_resume_thread(nolt_thread_id id);
+bool nolt_platform_gc_world_stopped(void);
+bool nolt_platform_gc_parked_here(void);
+void nolt_platform_gc_atfork_child(void);
+
+}  // extern "C"

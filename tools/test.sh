@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# Builds and runs every test: a normal build, then an AddressSanitizer + UBSan build.
+# Installs the Debian packages the tests need when they are missing.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+tools/deps.sh test
+
+jobs=$(nproc 2>/dev/null || echo 2)
+run_suite() {  # build-dir, extra cmake args...
+    local dir=$1; shift
+    cmake -S . -B "$dir" -G Ninja "$@" >/dev/null
+    cmake --build "$dir" -j "$jobs"
+    ctest --test-dir "$dir" -j "$jobs" --output-on-failure --timeout 300
+}
+
+echo "== normal build"
+run_suite build/release -DCMAKE_BUILD_TYPE=RelWithDebInfo
+echo "== sanitizer build (address, undefined)"
+run_suite build/asan -DCMAKE_BUILD_TYPE=Debug -DNOLT_SANITIZE=ON
