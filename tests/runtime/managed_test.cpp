@@ -1,0 +1,259 @@
+#include "runtime/managed.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/support/boot.hpp"
+
+using namespace runtime;
+using namespace runtime::literals;
+using test_support::boot;
+using test_support::run_with_env;
+
+namespace {
+
+struct Geom {
+    int32_t x = 0, y = 0;
+    Member<Text> label;  // a reference nested in a value field
+};
+
+struct Item {
+    NOLT_MANAGED(Item, void);
+    Member<Item> next;
+    int64_t number = 0;
+    Member<Text> name;
+};
+
+struct Shape {
+    NOLT_MANAGED(Shape, void);
+    virtual int corners() const { return 0; }
+    Member<Text> title;
+    Geom geom;
+};
+
+struct Square : Shape {
+    NOLT_MANAGED(Square, Shape);
+    int corners() const override { return 4; }
+    Member<Square> twin;
+    Member<Text> notes[2];
+};
+
+// A sum value: the tag first, each variant's references at their own places.
+struct Maybe {
+    static constexpr int nolt_variants = 2;
+    int32_t tag = 0;
+    Member<Text> value;
+};
+
+Root<Text> numbered(const char* prefix, int64_t n) {
+    std::string s = prefix + std::to_string(n);
+    return make_text(s.data(), s.size());
+}
+
+// Builds a list of `count` items, newest first, whose names spell their numbers.
+Root<Item> build_list(int64_t count) {
+    Root<Item> head;
+    for (int64_t i = 0; i < count; i++) {
+        Root<Item> item = make<Item>();
+        item->number = i;
+        item->name = numbered("item ", i);
+        item->next = head;
+        head = std::move(item);
+    }
+    return head;
+}
+
+void expect_list(const Root<Item>& head, int64_t count) {
+    int64_t expected = count;
+    for (Root<Item> at = head; at; at = at->next) {
+        expected--;
+        ASSERT_EQ(at->number, expected);
+        std::string name = "item " + std::to_string(expected);
+        ASSERT_TRUE(at->name->equals(name.c_str())) << at->name->c_str();
+    }
+    EXPECT_EQ(expected, 0);
+}
+
+}  // namespace
+
+TEST(Managed, TypeRecordsListEveryReferenceFieldIncludingInheritedAndNested) {
+    boot();
+    const nolt_type* square = type_of<Square>();
+    EXPECT_STREQ(square->name, "Square");
+    EXPECT_EQ(square->parent, type_of<Shape>());
+    EXPECT_EQ(square->size, sizeof(Square));
+    EXPECT_NE(square->vtable, nullptr);
+    std::vector<uint64_t> offsets(square->pointers, square->pointers + square->pointer_count);
+    Root<Square> sq = make<Square>();
+    auto at = [&](const void* field) { return uint64_t((const char*)field - (const char*)sq.get()); };
+    std::vector<uint64_t> expected = {at(&sq->title), at(&sq->geom.label), at(&sq->twin), at(&sq->notes[0]),
+                                      at(&sq->notes[1])};
+    std::sort(offsets.begin(), offsets.end());
+    EXPECT_EQ(offsets, expected);
+    EXPECT_EQ(type_of<Item>()->pointer_count, 2u);
+    EXPECT_EQ(type_of<Maybe>()->variant_count, 2u);
+    EXPECT_EQ(type_of<Maybe>()->variants[1].entry_count, 1u);
+
+    Root<Shape> shape = make<Square>();
+    EXPECT_EQ(shape->corners(), 4);
+    EXPECT_TRUE(is<Shape>(shape));
+    EXPECT_FALSE(is<Item>(shape));
+}
+
+TEST(Managed, EveryFieldKeepsItsReferentAcrossCollections) {
+    boot();
+    Root<Square> square = make<Square>();
+    square->title = make_text("title");
+    square->geom.label = make_text("label");
+    square->notes[1] = make_text("note");
+    square->twin = make<Square>();
+    square->twin->title = make_text("twin");
+    for (int i = 0; i < 5; i++) nolt_heaps_gc();
+    EXPECT_TRUE(square->title->equals("title"));
+    EXPECT_TRUE(square->geom.label->equals("label"));
+    EXPECT_TRUE(square->notes[1]->equals("note"));
+    EXPECT_TRUE(square->twin->title->equals("twin"));
+    EXPECT_EQ(nolt_heaps_get_gc_stats()->marked, 6u);
+}
+
+TEST(Managed, ArraysOfValuesReferencesAndSumValues) {
+    boot();
+    auto numbers = Array<int32_t>::make(4);
+    auto items = Array<Member<Item>>::make(3);
+    auto maybes = Array<Maybe>::make(3);
+    for (int i = 0; i < 4; i++) (*numbers)[i] = i * i;
+    for (int i = 0; i < 3; i++) (*items)[i] = build_list(i + 1);
+    (*maybes)[1].tag = 1;
+    (*maybes)[1].value = make_text("some");
+    (*maybes)[2].tag = 7;  // a tag outside the table is skipped, not followed
+    for (int i = 0; i < 3; i++) nolt_heaps_gc();
+    EXPECT_EQ(numbers->size(), 4u);
+    EXPECT_EQ((*numbers)[3], 9);
+    for (int i = 0; i < 3; i++) expect_list((*items)[i], i + 1);
+    EXPECT_TRUE((*maybes)[1].value->equals("some"));
+    EXPECT_EQ(nolt_block_of(maybes.get())->flags, (uint32_t)NOLT_FLAG_SUM_ARRAY);
+    EXPECT_EXIT((*numbers)[4], testing::ExitedWithCode(1), "Runtime error: index 4 out of range for length 4");
+}
+
+TEST(Managed, LiteralTextsAreReadOnlyBlocksOutsideTheHeap) {
+    boot();
+    Text* hello = "hello"_t;
+    EXPECT_EQ(hello, "hello"_t);  // one block per literal, not one per use
+    EXPECT_EQ(hello->length(), 5);
+    EXPECT_EQ(hello->capacity(), 6u);
+    EXPECT_TRUE(hello->is_literal());
+    EXPECT_STREQ(hello->c_str(), "hello");
+    EXPECT_EQ(nolt_block_of(hello)->block_size, 48u + 8u);
+    Root<Item> item = make<Item>();
+    item->name = Root<Text>("hello"_t);
+    nolt_heaps_gc();
+    EXPECT_EQ(item->name.get(), hello);
+    Root<Text> copy = make_text("hello");
+    EXPECT_FALSE(copy->is_literal());
+    EXPECT_EQ(copy->length(), 5);
+}
+
+namespace {
+Global<Item> g_item;
+Global<Item> g_unregistered;
+}  // namespace
+
+TEST(Managed, GlobalsAreRootsOnceRegistered) {
+    boot();
+    g_item.register_root();
+    g_item = build_list(3);
+    for (int i = 0; i < 3; i++) nolt_heaps_gc();
+    expect_list(g_item, 3);
+    EXPECT_DEATH(g_unregistered = make<Item>(), "assigned before it was registered as a root");
+}
+
+// Handles made and dropped in every order C++ allows, with a collection at every allocation
+// and every dead block poisoned.
+TEST(Managed, HandlesSurviveReturnsTemporariesMovesAndContainersUnderTorture) {
+    run_with_env({{"NOLT_GC_TORTURE", "1"}, {"NOLT_GC_VERIFY", "1"}}, [] {
+        Root<Item> returned = build_list(20);
+        expect_list(returned, 20);
+        EXPECT_EQ(build_list(5)->next->number, 3);  // a temporary used within its expression
+
+        std::vector<Root<Item>> lists;
+        std::vector<int64_t> lengths;
+        for (int64_t i = 0; i < 40; i++) {  // the vector reallocates often
+            lists.push_back(build_list(i % 4 + 1));
+            lengths.push_back(i % 4 + 1);
+        }
+        lists.erase(lists.begin() + 3, lists.begin() + 17);  // handles dropped out of order
+        lengths.erase(lengths.begin() + 3, lengths.begin() + 17);
+        Root<Item> moved = std::move(lists[5]);
+        int64_t moved_length = lengths[5];
+        lists[5] = build_list(2);
+        lengths[5] = 2;
+        Root<Item> copied = lists[0];
+        lists.insert(lists.begin(), build_list(3));
+        lengths.insert(lengths.begin(), 3);
+        for (size_t i = 0; i < lists.size(); i++) expect_list(lists[i], lengths[i]);
+        expect_list(moved, moved_length);
+        expect_list(copied, lengths[1]);
+        EXPECT_GT(nolt_heaps_get_gc_stats()->collections, 250u);
+    });
+}
+
+TEST(Managed, VerificationPoisonsDeadBlocksAndCatchesAnEscapedReference) {
+    run_with_env({{"NOLT_GC_VERIFY", "1"}}, [] {
+        Item* raw = make<Item>().get();  // the handle dies at the end of the statement
+        nolt_heaps_gc();
+        EXPECT_FALSE(nolt_heaps_is_live(raw));
+        EXPECT_EQ(*(uint64_t*)&raw->number, 0xdbdbdbdbdbdbdbdbull);
+    });
+    EXPECT_DEATH(
+        {
+            setenv("NOLT_GC_VERIFY", "1", 1);
+            boot();
+            Item* raw = make<Item>().get();
+            nolt_heaps_gc();
+            Root<Item> escaped(raw);
+            escaped->number = 1;
+        },
+        "refers to a reclaimed block");
+}
+
+// Several registered threads build and check linked structures while collections stop them.
+TEST(Managed, ThreadsAllocatingConcurrentlyKeepEveryReachableByte) {
+    boot();
+    constexpr int kThreads = 4;
+    const int rounds = test_support::torture() ? 40 : 3000;
+    std::atomic<int> failures{0};
+    std::vector<std::thread> threads;
+    uint64_t before = nolt_heaps_get_gc_stats()->collections;
+    for (int t = 0; t < kThreads; t++) {
+        threads.emplace_back([t, rounds, &failures] {
+            nolt_objects_register_spawn();
+            {
+                Root<Item> keep = build_list(50);
+                for (int round = 0; round < rounds; round++) {
+                    Root<Item> list = build_list(20 + (round + t) % 30);
+                    int64_t expected = 20 + (round + t) % 30;
+                    for (Root<Item> at = list; at; at = at->next) {
+                        expected--;
+                        std::string name = "item " + std::to_string(expected);
+                        if (at->number != expected || !at->name->equals(name.c_str())) failures++;
+                    }
+                    if (round % 50 == 0) {
+                        int64_t n = 50;
+                        for (Root<Item> at = keep; at; at = at->next)
+                            if (at->number != --n) failures++;
+                    }
+                }
+            }
+            nolt_objects_deregister_spawn();
+        });
+    }
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(failures.load(), 0);
+    EXPECT_GE(nolt_heaps_get_gc_stats()->collections - before, test_support::torture() ? 1000u : 200u);
+    EXPECT_TRUE(nolt_heaps_validate());
+}
