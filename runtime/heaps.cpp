@@ -54,6 +54,7 @@ bool heap_initialized;
 nolt_platform_mutex* heap_alloc_lock;
 volatile uint64_t heap_alloc_lock_holder;
 nolt_block* free_lists[NOLT_FREE_LIST_COUNT];
+uint32_t free_mask;  // bit c is set while free_lists[c] is not empty
 bool gc_in_progress;
 uint64_t bytes_allocated_since_last_gc;  // read outside the lock by the trigger check
 uint64_t gc_trigger_threshold = kInitialThreshold;
@@ -135,7 +136,8 @@ void unlock_alloc() {
 bool holds_alloc_lock() { return heap_alloc_lock_holder == nolt_platform_thread_self_id(); }
 
 bool collection_allowed() {
-    return !__atomic_load_n(&gc_in_progress, __ATOMIC_RELAXED) && !nolt_heaps_is_forked_child && !gc_disabled; }
+    return !__atomic_load_n(&gc_in_progress, __ATOMIC_RELAXED) && !nolt_heaps_is_forked_child && !gc_disabled;
+}
 
 nolt_block* payload_block(const void* reference) { return nolt_block_of(reference); }
 void* payload(nolt_block* block) { return (char*)block + NOLT_HEADER_SIZE; }
@@ -159,6 +161,17 @@ void make_free(nolt_block* block, uint64_t size) {
     block->link = nullptr;
 }
 
+void set_list_head(int cls, nolt_block* head) {
+    free_lists[cls] = head;
+    if (head) free_mask |= 1u << cls;
+    else free_mask &= ~(1u << cls);
+}
+
+void clear_free_lists() {
+    for (auto& head : free_lists) head = nullptr;
+    free_mask = 0;
+}
+
 void add_to_free_list(nolt_block* block) {
     int cls = nolt_heaps_size_class(block->block_size);
     if (sw.debug_alloc) {
@@ -171,7 +184,7 @@ void add_to_free_list(nolt_block* block) {
         }
     }
     free_next(block) = free_lists[cls];
-    free_lists[cls] = block;
+    set_list_head(cls, block);
 }
 
 // Splits `block` if it is larger than `size` plus a header, listing the remainder.
@@ -191,11 +204,13 @@ nolt_block* lazy_sweep(uint64_t size);
 nolt_block* find_free_block(uint64_t size) {
     int first = nolt_heaps_size_class(size);
     if (sw.debug_alloc) printf("[Alloc] Looking for block size %zu, class %d\n", (size_t)size, first);
-    for (int cls = first; cls < NOLT_FREE_LIST_COUNT; cls++) {
+    for (uint32_t classes = free_mask >> first << first; classes; classes &= classes - 1) {
+        int cls = __builtin_ctz(classes);
         nolt_block** link = &free_lists[cls];
         for (nolt_block* b = *link; b; link = &free_next(b), b = *link) {
             if (b->block_size < size) continue;
             *link = free_next(b);
+            if (!free_lists[cls]) free_mask &= ~(1u << cls);
             if (sw.debug_alloc)
                 printf("[Alloc] Found block at %p: size=%zu in class %d\n", (void*)b, (size_t)b->block_size, cls);
             split_block(b, size);
@@ -392,6 +407,7 @@ void unlist_region_blocks(nolt_region* region) {
             if ((char*)b >= (char*)region->first_block && (char*)b < region->end) *link = free_next(b);
             else link = &free_next(b);
         }
+        set_list_head(cls, free_lists[cls]);
     }
 }
 
@@ -510,7 +526,7 @@ nolt_block* lazy_sweep(uint64_t size) {
 // The eager sweep: rebuilds every free list over all regions, merging adjacent dead and free
 // blocks. Called with both collector locks held.
 void sweep_all_locked() {
-    for (auto& head : free_lists) head = nullptr;
+    clear_free_lists();
     for (nolt_region* r = memory_block_head; r; r = r->next) {
         if (sw.debug_gc) printf("[GC] Scanning memory region %p - %p\n", (void*)r->first_block, (void*)r->end);
         char* run = nullptr;
@@ -710,7 +726,7 @@ void nolt_heaps_init(void) {
     sw.verbose = getenv("NOLT_RUNTIME_VERBOSE") != nullptr;
     sw.torture = getenv("NOLT_GC_TORTURE") != nullptr;
     if (getenv("NOLT_GC_VERIFY")) nolt_heaps_verify = true;
-    for (auto& head : free_lists) head = nullptr;
+    clear_free_lists();
     mark_stack_top = nullptr;
     root_list_head = nullptr;
     finalizer_buckets = finalizer_static_buckets;
