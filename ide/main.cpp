@@ -2,12 +2,28 @@
 #include <stdio.h>
 #include <unistd.h>
 
-int main(int argc, char** argv) {
-    (void)argc;
-    (void)argv;
+#include "runtime/heaps.hpp"
+#include "runtime/machine.hpp"
+#include "runtime/objects.hpp"
+
+namespace {
+
+int32_t nolt_main() {
     if (!isatty(0) || !isatty(1)) {
         fputs("noltide: not a TTY\n", stdout);
         return 1;
     }
     return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    nolt_machine_init();
+    nolt_heaps_init();
+    nolt_objects_init();
+    int stack_marker = 0;
+    nolt_objects_register_main_process(&stack_marker);
+    nolt_args_init(argc, argv);
+    nolt_machine_exit(nolt_main());
 }
