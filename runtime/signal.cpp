@@ -207,8 +207,6 @@ int32_t nolt_poll_add(int32_t fd, int32_t events) {
 }
 
 int32_t nolt_poll_wait(int32_t timeout_ms) {
-    // Results of an earlier wait must not survive a failed or interrupted one.
-    for (int32_t i = 0; i < tls_poll_nfd; i++) nolt_poll_fds[i].revents = 0;
     int ready = poll(nolt_poll_fds, (nfds_t)tls_poll_nfd, timeout_ms);
     if (ready >= 0) return ready;
     return errno == EINTR ? 0 : -1;

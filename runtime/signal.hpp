@@ -2,10 +2,10 @@
 // a per-thread poll set and thin descriptor calls.
 //
 // A handler does next to nothing: it sets a flag, or writes one byte to a pipe. SIGURG belongs to
-// the collector's stop-the-world and every operation that would touch it is refused with EINVAL.
+// the collector's stop-the-world: installing, ignoring, defaulting, blocking or waiting for it is
+// refused with EINVAL.
 // Functions that fail return -1 with errno set, unless noted otherwise.
 #pragma once
-#include <stddef.h>
 #include <stdint.h>
 
 extern "C" {
@@ -29,6 +29,8 @@ int32_t nolt_signal_default(int32_t signal);
 int32_t nolt_signal_check(int32_t signal);  // 1 once per batch of arrivals, else 0
 int32_t nolt_signal_block(int32_t signal);
 int32_t nolt_signal_unblock(int32_t signal);
+// sigwait: the number of the signal taken, or -1. sigwait does not return on EINTR, so a wait on
+// an empty set (nolt_signal_wait, or a count of 0) only ends when the process does.
 int32_t nolt_signal_wait(void);
 int32_t nolt_signal_wait_set(const int32_t* signals, int32_t count);
 const char* nolt_signal_name(int32_t signal);
