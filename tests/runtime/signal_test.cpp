@@ -1,0 +1,246 @@
+#include "runtime/signal.hpp"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <pthread.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <string>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+volatile sig_atomic_t g_seen_signal = 0;
+volatile sig_atomic_t g_seen_calls = 0;
+void record_signal(int32_t signal) {
+    g_seen_signal = signal;
+    g_seen_calls = g_seen_calls + 1;
+    errno = EPERM;  // the runtime's handler must hide this from the interrupted code
+}
+
+void stand_in_for_collector(int) {}
+
+void no_restart_handler(int) {}
+
+}  // namespace
+
+TEST(Signal, SigurgAndOutOfRangeAreRefusedWithoutTouchingTheInstalledHandler) {
+    struct sigaction mine {};
+    mine.sa_handler = stand_in_for_collector;
+    sigemptyset(&mine.sa_mask);
+    ASSERT_EQ(sigaction(SIGURG, &mine, nullptr), 0);
+
+    int32_t with_urg[] = {SIGUSR1, 23};
+    int32_t results[] = {nolt_signal_set_handler(23, record_signal), nolt_signal_ignore(23),
+                         nolt_signal_default(23), nolt_signal_selfpipe_register(23, 1),
+                         nolt_signal_block(23), nolt_signal_wait_set(with_urg, 2)};
+    for (int32_t i = 0; i < 6; i++) EXPECT_EQ(results[i], -1) << "operation " << i;
+    errno = 0;
+    EXPECT_EQ(nolt_signal_set_handler(23, record_signal), -1);
+    EXPECT_EQ(errno, EINVAL);
+
+    struct sigaction now {};
+    ASSERT_EQ(sigaction(SIGURG, nullptr, &now), 0);
+    EXPECT_EQ(now.sa_handler, stand_in_for_collector);
+    sigset_t mask;
+    ASSERT_EQ(sigprocmask(SIG_BLOCK, nullptr, &mask), 0);
+    EXPECT_FALSE(sigismember(&mask, SIGURG));
+
+    EXPECT_EQ(nolt_signal_set_handler(32, record_signal), -1);
+    EXPECT_EQ(nolt_signal_check(-5), 0);
+}
+
+TEST(Signal, FlagIsReportedOncePerBatchAndUserFunctionGetsTheNumber) {
+    nolt_signal_init();
+    ASSERT_EQ(nolt_signal_set_handler(SIGUSR1, record_signal), 0);
+    struct sigaction now {};
+    ASSERT_EQ(sigaction(SIGUSR1, nullptr, &now), 0);
+    EXPECT_TRUE(now.sa_flags & SA_RESTART);
+
+    errno = EDOM;
+    raise(SIGUSR1);
+    EXPECT_EQ(errno, EDOM);
+    raise(SIGUSR1);
+    EXPECT_EQ(g_seen_signal, SIGUSR1);
+    EXPECT_EQ(g_seen_calls, 2);
+    EXPECT_EQ(nolt_signal_check(SIGUSR1), 1);
+    EXPECT_EQ(nolt_signal_check(SIGUSR1), 0);
+
+    // A flag raised before the handler is (re)installed is not reported afterwards.
+    raise(SIGUSR1);
+    ASSERT_EQ(nolt_signal_set_handler(SIGUSR1, nullptr), 0);
+    EXPECT_EQ(nolt_signal_check(SIGUSR1), 0);
+
+    // Back to the default: the table forgets the function and the flag.
+    raise(SIGUSR1);
+    EXPECT_EQ(g_seen_calls, 3);
+    ASSERT_EQ(nolt_signal_default(SIGUSR1), 0);
+    EXPECT_EQ(nolt_signal_handlers[SIGUSR1], nullptr);
+    EXPECT_EQ(nolt_signal_check(SIGUSR1), 0);
+    ASSERT_EQ(sigaction(SIGUSR1, nullptr, &now), 0);
+    EXPECT_EQ(now.sa_handler, SIG_DFL);
+}
+
+TEST(Signal, BlockedSignalIsCollectedByWaitSet) {
+    ASSERT_EQ(nolt_signal_block(SIGUSR2), 0);
+    raise(SIGUSR2);
+    int32_t wanted[] = {SIGUSR2};
+    EXPECT_EQ(nolt_signal_wait_set(wanted, 1), SIGUSR2);
+    EXPECT_EQ(nolt_signal_unblock(SIGUSR2), 0);
+}
+
+TEST(Signal, Names) {
+    EXPECT_STREQ(nolt_signal_name(nolt_SIGHUP()), "SIGHUP");
+    EXPECT_STREQ(nolt_signal_name(nolt_SIGCHLD()), "SIGCHLD");
+    for (int32_t unknown : {-1, 0, 4, 11, 16, 20, 23, 32})
+        EXPECT_STREQ(nolt_signal_name(unknown), "UNKNOWN") << unknown;
+}
+
+TEST(SelfPipe, CarriesTheSignalNumberAndDropsBytesWhenFull) {
+    int32_t fds[2] = {-1, -1};
+    ASSERT_EQ(nolt_signal_selfpipe_create(fds), 0);
+    for (int32_t fd : fds) {
+        EXPECT_TRUE(fcntl(fd, F_GETFL) & O_NONBLOCK);
+        EXPECT_TRUE(fcntl(fd, F_GETFD) & FD_CLOEXEC);
+    }
+    EXPECT_EQ(nolt_signal_selfpipe_read(fds[0]), -1);  // empty, and it does not block
+
+    ASSERT_EQ(nolt_signal_selfpipe_register(SIGUSR1, fds[1]), 0);
+    ASSERT_EQ(nolt_signal_selfpipe_register(nolt_SIGRTMIN_offset(1), fds[1]), 0);
+    raise(SIGUSR1);
+    raise(SIGRTMIN + 1);
+    EXPECT_EQ(nolt_signal_selfpipe_read(fds[0]), SIGUSR1);
+    EXPECT_EQ(nolt_signal_selfpipe_read(fds[0]), SIGRTMIN + 1);
+    EXPECT_EQ(nolt_signal_selfpipe_read(fds[0]), -1);
+
+    char chunk[4096];
+    memset(chunk, 'x', sizeof chunk);
+    int64_t filled = 0;
+    for (;;) {
+        ssize_t put = write(fds[1], chunk, sizeof chunk);
+        if (put <= 0) break;
+        filled += put;
+    }
+    for (;;) {  // top up byte by byte so that not even one more fits
+        if (write(fds[1], chunk, 1) != 1) break;
+        filled++;
+    }
+    errno = EDOM;
+    raise(SIGUSR1);  // would hang here if the handler blocked on the full pipe
+    EXPECT_EQ(errno, EDOM);
+
+    int64_t drained = 0;
+    int32_t byte;
+    while ((byte = nolt_signal_selfpipe_read(fds[0])) >= 0) {
+        ASSERT_EQ(byte, 'x');
+        drained++;
+    }
+    EXPECT_EQ(drained, filled);
+    close(fds[0]);
+    close(fds[1]);
+}
+
+TEST(Poll, SetIsPerThreadAndReportsPipeEvents) {
+    nolt_poll_clear();
+    ASSERT_EQ(nolt_fd_pipe(), 0);
+    int32_t rd = nolt_fd_pipe_read(), wr = nolt_fd_pipe_write();
+    ASSERT_GE(rd, 0);
+    ASSERT_GE(wr, 0);
+
+    int32_t in_slot = nolt_poll_add(rd, nolt_POLLIN());
+    int32_t out_slot = nolt_poll_add(wr, nolt_POLLOUT());
+    EXPECT_EQ(nolt_poll_wait(0), 1);
+    EXPECT_EQ(nolt_poll_has_event(in_slot, nolt_POLLIN()), 0);
+    EXPECT_EQ(nolt_poll_has_event(out_slot, nolt_POLLOUT()), 1);
+
+    ASSERT_EQ(nolt_fd_write(wr, "hi", 2), 2);
+    EXPECT_EQ(nolt_poll_wait(1000), 2);
+    EXPECT_EQ(nolt_poll_revents(in_slot), nolt_POLLIN());
+    char got[8] = {};
+    EXPECT_EQ(nolt_fd_read(rd, got, sizeof got), 2);
+    EXPECT_STREQ(got, "hi");
+
+    ASSERT_EQ(nolt_fd_close(wr), 0);
+    nolt_poll_clear();
+    in_slot = nolt_poll_add(rd, nolt_POLLIN());
+    EXPECT_EQ(nolt_poll_wait(1000), 1);
+    EXPECT_EQ(nolt_poll_has_event(in_slot, nolt_POLLHUP()), 1);
+
+    int32_t other_count = -1;
+    std::thread([&] { other_count = nolt_poll_count(); }).join();
+    EXPECT_EQ(other_count, 0);
+    EXPECT_EQ(nolt_poll_count(), 1);
+
+    ASSERT_EQ(nolt_fd_close(rd), 0);
+}
+
+TEST(Fd, OpenWriteReadAndFlagChangesKeepOtherFlags) {
+    char dir[] = "/tmp/nolt-signal-XXXXXX";
+    ASSERT_NE(mkdtemp(dir), nullptr);
+    std::string path = std::string(dir) + "/log";
+
+    int32_t fd = nolt_fd_open(path.c_str(),
+                              nolt_O_WRONLY() | nolt_O_CREAT() | nolt_O_APPEND() | nolt_O_CLOEXEC(),
+                              0600);
+    ASSERT_GE(fd, 0);
+    ASSERT_EQ(nolt_fd_set_nonblocking(fd, true), 0);
+    int flags = fcntl(fd, F_GETFL);
+    EXPECT_TRUE(flags & O_NONBLOCK);
+    EXPECT_TRUE(flags & O_APPEND);
+    ASSERT_EQ(nolt_fd_set_nonblocking(fd, false), 0);
+    flags = fcntl(fd, F_GETFL);
+    EXPECT_FALSE(flags & O_NONBLOCK);
+    EXPECT_TRUE(flags & O_APPEND);
+
+    EXPECT_TRUE(fcntl(fd, F_GETFD) & FD_CLOEXEC);
+    ASSERT_EQ(nolt_fd_set_cloexec(fd, false), 0);
+    EXPECT_FALSE(fcntl(fd, F_GETFD) & FD_CLOEXEC);
+
+    EXPECT_EQ(nolt_fd_write(fd, "ab", 2), 2);
+    EXPECT_EQ(nolt_fd_close(fd), 0);
+    fd = nolt_fd_open(path.c_str(), nolt_O_RDONLY(), 0);
+    ASSERT_GE(fd, 0);
+    char got[8] = {};
+    EXPECT_EQ(nolt_fd_read(fd, got, sizeof got), 2);
+    EXPECT_STREQ(got, "ab");
+    nolt_fd_close(fd);
+
+    EXPECT_EQ(nolt_fd_open((std::string(dir) + "/missing").c_str(), nolt_O_RDONLY(), 0), -1);
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_EQ(nolt_fd_open(nullptr, nolt_O_RDONLY(), 0), -1);
+    EXPECT_EQ(nolt_fd_set_nonblocking(-1, true), -1);
+    unlink(path.c_str());
+    rmdir(dir);
+}
+
+TEST(Fd, BlockingReadSurvivesSignalsWithoutRestart) {
+    // The collector's signal has no SA_RESTART; a read interrupted by it must carry on.
+    struct sigaction action {};
+    action.sa_handler = no_restart_handler;
+    sigemptyset(&action.sa_mask);
+    ASSERT_EQ(sigaction(SIGUSR2, &action, nullptr), 0);
+    ASSERT_EQ(nolt_fd_pipe(), 0);
+    int32_t rd = nolt_fd_pipe_read(), wr = nolt_fd_pipe_write();
+
+    pthread_t reader = pthread_self();
+    std::thread sender([&] {
+        for (int i = 0; i < 10; i++) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            pthread_kill(reader, SIGUSR2);
+        }
+        nolt_fd_write(wr, "z", 1);
+    });
+    char got = 0;
+    int64_t n = nolt_fd_read(rd, &got, 1);
+    sender.join();
+    EXPECT_EQ(n, 1);
+    EXPECT_EQ(got, 'z');
+    nolt_fd_close(rd);
+    nolt_fd_close(wr);
+}
