@@ -7,6 +7,7 @@
 #include <signal.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vterm.h>
@@ -77,7 +78,7 @@ std::vector<char*> c_strings(std::vector<std::string>& v) {
     return out;
 }
 
-// What the child runs after fork: no allocation, only async-signal-safe calls.
+// What the child runs after fork; it allocates nothing.
 [[noreturn]] void exec_child(const char* program, char** argv, char** envp, const char* cwd) {
     sigset_t none;
     sigemptyset(&none);
@@ -138,10 +139,10 @@ std::string rtrim(std::string s) {
     return s;
 }
 
-// Splits a screen text into lines, dropping one leading newline, trailing blanks of each line
-// and trailing empty lines.
-std::vector<std::string> screen_lines(std::string_view text) {
-    if (!text.empty() && text.front() == '\n') text.remove_prefix(1);
+// Splits a screen text into lines, dropping trailing blanks of each line and trailing empty
+// lines, and for an expected screen one leading newline.
+std::vector<std::string> screen_lines(std::string_view text, bool expected = false) {
+    if (expected && !text.empty() && text.front() == '\n') text.remove_prefix(1);
     std::vector<std::string> lines;
     for (;;) {
         auto nl = text.find('\n');
@@ -250,6 +251,16 @@ Session::Session(const std::string& program, Options opts) : cols_(opts.cols), r
     }
     if (pid_ == 0) exec_child(argv[0], argv.data(), envp.data(), cwd.c_str());
     set_nonblocking(master_);
+}
+
+void Session::resize(int cols, int rows) {
+    winsize ws{};
+    ws.ws_row = static_cast<unsigned short>(rows);
+    ws.ws_col = static_cast<unsigned short>(cols);
+    ioctl(master_, TIOCSWINSZ, &ws);  // the program gets SIGWINCH
+    vterm_set_size(vt_, rows, cols);
+    cols_ = cols;
+    rows_ = rows;
 }
 
 Session::~Session() {
@@ -391,7 +402,7 @@ std::string Session::describe() const {
 }
 
 ::testing::AssertionResult Session::wait_screen(std::string_view expected, Millis timeout) {
-    std::vector<std::string> want = screen_lines(expected);
+    std::vector<std::string> want = screen_lines(expected, true);
     auto diff = [&] {
         std::vector<std::string> got = screen_lines(screen());
         std::ostringstream os;
@@ -423,10 +434,7 @@ std::string Session::describe() const {
 Cell Session::cell(int row, int col) const {
     Cell c;
     VTermScreenCell vc;
-    if (!vterm_screen_get_cell(vts_, VTermPos{row, col}, &vc)) {
-        c.text.clear();
-        return c;
-    }
+    if (!vterm_screen_get_cell(vts_, VTermPos{row, col}, &vc)) return c;
     if (vc.chars[0] == static_cast<uint32_t>(-1)) {
         c.width = 0;  // right half of a wide character
     } else if (vc.chars[0] == 0) {

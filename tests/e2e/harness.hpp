@@ -139,15 +139,17 @@ public:
 
     // --- input; the output is pumped meanwhile so neither side blocks
     void send(std::string_view bytes);
+    // Gives the terminal a new size; the program gets SIGWINCH.
+    void resize(int cols, int rows);
 
     // --- waiting
     ::testing::AssertionResult wait_for(const std::function<bool()>& pred, Millis timeout = kDefaultTimeout,
                                         std::string_view what = "condition");
     // `text` appears within one row of the screen, trailing blanks included.
     ::testing::AssertionResult wait_text(std::string_view text, Millis timeout = kDefaultTimeout);
-    // screen() equals `expected`. Both sides are compared with one leading newline dropped,
-    // trailing blanks of each line and trailing empty lines trimmed. On timeout the message
-    // holds a row-by-row diff.
+    // screen() equals `expected`, both with trailing blanks of each line and trailing empty
+    // lines trimmed. One leading newline of `expected` is dropped, so that a raw string can
+    // start on a line of its own. On failure the message holds a row-by-row diff.
     ::testing::AssertionResult wait_screen(std::string_view expected, Millis timeout = kDefaultTimeout);
     // The program ends; all it wrote is on the screen afterwards.
     ::testing::AssertionResult wait_exit(Millis timeout = kDefaultTimeout);
@@ -165,7 +167,7 @@ public:
     // --- the screen
     int cols() const { return cols_; }
     int rows() const { return rows_; }
-    Cell cell(int row, int col) const;
+    Cell cell(int row, int col) const;  // an empty Cell outside the screen
     std::string row_text(int row) const;     // trailing blanks trimmed
     std::string screen(bool cursor_mark = true) const;  // rows joined by '\n', see kCursorMark
     Pos cursor() const;

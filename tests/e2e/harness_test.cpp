@@ -118,6 +118,13 @@ TEST(Harness, SendsRawKeysAndReportsTheExit) {
     EXPECT_EQ(s.cursor(), (Pos{5, 37}));
     EXPECT_TRUE(s.running());
 
+    s.resize(50, 12);
+    s.send("#");
+    ASSERT_TRUE(s.wait_text("^[[<0;10;5M[50x12]"));
+    EXPECT_EQ(s.cols(), 50);
+    EXPECT_EQ(s.rows(), 12);
+    EXPECT_EQ(s.cursor(), (Pos{5, 44}));
+
     s.send("q3");
     ASSERT_TRUE(s.wait_exit());
     EXPECT_FALSE(s.running());
@@ -125,7 +132,7 @@ TEST(Harness, SendsRawKeysAndReportsTheExit) {
     // Back on the primary screen, which kept its text; the cursor was hidden last.
     EXPECT_FALSE(s.alt_screen());
     EXPECT_FALSE(s.cursor_visible());
-    EXPECT_EQ(s.screen(), "before\nbye" + std::string(8, '\n'));
+    EXPECT_EQ(s.screen(), "before\nbye" + std::string(10, '\n'));
 
     // A wait on a program that has ended fails at once, with the screen to look at.
     auto r = s.wait_screen("before\nbye!", Millis(60000));
@@ -139,8 +146,9 @@ TEST(Harness, KillsAHungProgramAndItsChildren) {
     {
         Session s(E2E_PROG_HANG);
         ASSERT_TRUE(s.wait_text("hanging, child "));
-        child = atoi(s.row_text(0).substr(15).c_str());
+        child = atoi(s.row_text(1).substr(15).c_str());
         ASSERT_GT(child, 0);
+        EXPECT_TRUE(s.wait_screen("\n\nhanging, child " + std::to_string(child) + "\n" + std::string(e2e::kCursorMark)));
 
         auto r = s.wait_text("never there", Millis(200));
         EXPECT_FALSE(r);
@@ -156,7 +164,7 @@ TEST(Harness, KillsAHungProgramAndItsChildren) {
     {
         Session s(E2E_PROG_HANG);
         ASSERT_TRUE(s.wait_text("hanging, child "));
-        child = atoi(s.row_text(0).substr(15).c_str());
+        child = atoi(s.row_text(1).substr(15).c_str());
         home = s.home();
         EXPECT_TRUE(std::filesystem::is_directory(home));
     }
@@ -185,6 +193,11 @@ TEST(Harness, StartsWithTheGivenSizeEnvironmentAndDirectory) {
                               "report: to stderr\n" + std::string(e2e::kCursorMark)));
     ASSERT_TRUE(s.wait_exit());
     EXPECT_EQ(s.exit_status(), ExitStatus::exited(7));
+
+    Session missing("/nonexistent/program");
+    ASSERT_TRUE(missing.wait_exit());
+    EXPECT_EQ(missing.exit_status(), ExitStatus::exited(127));
+    EXPECT_EQ(missing.row_text(0), "e2e: cannot run /nonexistent/program: No such file or directory");
 }
 
 TEST(Harness, KeepsUpWithAFloodOfOutput) {

@@ -1,7 +1,7 @@
 // Paints a known screen in the alternate buffer, asks the terminal where its cursor is, then
-// echoes its raw input in caret notation. 'q' and a digit leave the alternate buffer, hide the
-// cursor and exit with that digit as the status.
-#include <string.h>
+// echoes its raw input in caret notation. '#' shows the terminal's size. 'q' and a digit leave
+// the alternate buffer, hide the cursor and exit with that digit as the status.
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -53,6 +53,12 @@ int main() {
             out("\x1b[?1049l\x1b[?25l\x1b[2;1Hbye");
             tcsetattr(0, TCSANOW, &saved);
             return status;
+        }
+        if (c == '#') {
+            winsize ws{};
+            ioctl(1, TIOCGWINSZ, &ws);
+            out("[" + std::to_string(ws.ws_col) + "x" + std::to_string(ws.ws_row) + "]");
+            continue;
         }
         unsigned char u = static_cast<unsigned char>(c);
         if (u < 0x20 || u == 0x7f)
