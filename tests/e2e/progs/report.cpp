@@ -1,6 +1,6 @@
 // Prints what it was started with, one fact a line (note.txt is read from the working
-// directory), then exits with the status given as its first argument. Without a terminal it also copies its standard input. E2E_FLOOD=n appends n
-// numbered lines.
+// directory), then exits with the status given as its first argument. Without a terminal it
+// also copies its standard input. E2E_FLOOD=n appends n numbered lines.
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/ioctl.h>
