@@ -10,7 +10,7 @@ int main() {
     pid_t child = fork();
     if (child == 0)
         for (;;) pause();
-    printf("\nhanging, child %d\n", static_cast<int>(child));
+    printf("\nchild %d hangs\n", static_cast<int>(child));
     fflush(stdout);
     for (;;) pause();
 }

@@ -1,6 +1,6 @@
-// Prints what it was started with, one fact a line, then exits with the status given as its
-// first argument. Without a terminal it also copies its standard input. E2E_FLOOD=n appends n
-// numbered lines.
+// Prints what it was started with, one fact a line (note.txt is read from the working
+// directory), then exits with the status given as its first argument. Without a terminal it
+// also copies its standard input. E2E_FLOOD=n appends n numbered lines.
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/ioctl.h>
@@ -27,6 +27,12 @@ int main(int argc, char** argv) {
     std::string args;
     for (int i = 2; i < argc; ++i) args += std::string(i > 2 ? "," : "") + argv[i];
     printf("args=%s\n", args.c_str());
+    char note[256] = "none";
+    if (FILE* f = fopen("note.txt", "r")) {
+        if (!fgets(note, sizeof note, f)) note[0] = 0;
+        fclose(f);
+    }
+    printf("note=%s\n", note);
     if (!isatty(0)) {
         std::string input;
         for (int c; (c = getchar()) != EOF;) input += static_cast<char>(c);
