@@ -18,6 +18,15 @@ int64_t monotonic_us() {
     return (int64_t)now.tv_sec * 1000000 + now.tv_nsec / 1000;
 }
 
+void* report_stack_size(void*) {
+    pthread_attr_t attributes;
+    size_t size = 0;
+    pthread_getattr_np(pthread_self(), &attributes);
+    pthread_attr_getstacksize(&attributes, &size);
+    pthread_attr_destroy(&attributes);
+    return (void*)size;
+}
+
 }  // namespace
 
 TEST(PlatformSleep, TheCollectorsSignalDoesntShortenASleep) {
@@ -39,31 +48,16 @@ TEST(PlatformSleep, TheCollectorsSignalDoesntShortenASleep) {
     EXPECT_GE(slept_us.load(), 200000);
 }
 
-TEST(PlatformSync, MutexAndConditionVariable) {
+TEST(PlatformSync, TimedWaitTellsSignalFromTimeout) {
     nolt_platform_mutex* mutex = nolt_platform_mutex_create();
     nolt_platform_condvar* condition = nolt_platform_condvar_create();
-    ASSERT_NE(mutex, nullptr);
-    ASSERT_NE(condition, nullptr);
-
     nolt_platform_mutex_lock(mutex);
-    bool other_got_it = true;
-    std::thread([&] { other_got_it = nolt_platform_mutex_trylock(mutex); }).join();
-    EXPECT_FALSE(other_got_it);
-
     int64_t begin = monotonic_us();
     EXPECT_FALSE(nolt_platform_condvar_timedwait(condition, mutex, 30000));
     EXPECT_GE(monotonic_us() - begin, 29000);
-    nolt_platform_mutex_unlock(mutex);
-
-    std::thread([&] {
-        other_got_it = nolt_platform_mutex_trylock(mutex);
-        if (other_got_it) nolt_platform_mutex_unlock(mutex);
-    }).join();
-    EXPECT_TRUE(other_got_it);
 
     bool ready = false;
     bool signalled = true;
-    nolt_platform_mutex_lock(mutex);
     std::thread signaller([&] {
         nolt_platform_mutex_lock(mutex);
         ready = true;
@@ -74,71 +68,16 @@ TEST(PlatformSync, MutexAndConditionVariable) {
     nolt_platform_mutex_unlock(mutex);
     signaller.join();
     EXPECT_TRUE(signalled);
-    EXPECT_TRUE(ready);
-
-    // A null handle is a no-op.
-    nolt_platform_mutex_lock(nullptr);
-    nolt_platform_mutex_unlock(nullptr);
-    EXPECT_FALSE(nolt_platform_mutex_trylock(nullptr));
-    EXPECT_FALSE(nolt_platform_condvar_timedwait(nullptr, mutex, 1000));
-    nolt_platform_condvar_broadcast(nullptr);
-
+    EXPECT_FALSE(nolt_platform_condvar_timedwait(nullptr, mutex, 1000));  // null handles are no-ops
     nolt_platform_condvar_destroy(condition);
     nolt_platform_mutex_destroy(mutex);
 }
 
-namespace {
-
-void* report_stack_size(void*) {
-    pthread_attr_t attributes;
-    size_t size = 0;
-    if (pthread_getattr_np(pthread_self(), &attributes) == 0) {
-        pthread_attr_getstacksize(&attributes, &size);
-        pthread_attr_destroy(&attributes);
-    }
-    return (void*)size;
-}
-
-}  // namespace
-
-TEST(PlatformThreads, CreateJoinAndIdentity) {
+TEST(PlatformThreads, StackSizeJoinValueAndIdentity) {
     nolt_platform_thread* big = nolt_platform_thread_create(report_stack_size, nullptr, 4u << 20);
     ASSERT_NE(big, nullptr);
     EXPECT_GE((size_t)nolt_platform_thread_join(big), 4u << 20);
-
-    nolt_platform_thread* tiny = nolt_platform_thread_create(report_stack_size, nullptr, 1);
-    ASSERT_NE(tiny, nullptr);  // a stack below the minimum is raised to it
-    EXPECT_GT((size_t)nolt_platform_thread_join(tiny), 1u);
-
     EXPECT_EQ(nolt_platform_thread_get_id(nolt_platform_thread_self()), nolt_platform_thread_self_id());
-    EXPECT_EQ(nolt_platform_thread_get_pthread(nolt_platform_thread_self()), (uint64_t)pthread_self());
-    nolt_thread_id other = 0;
-    std::thread([&] { other = nolt_platform_thread_self_id(); }).join();
-    EXPECT_FALSE(nolt_platform_thread_id_equal(other, nolt_platform_thread_self_id()));
-    EXPECT_TRUE(nolt_platform_thread_id_equal(nolt_platform_thread_self_id(), (nolt_thread_id)pthread_self()));
-    EXPECT_EQ(nolt_platform_thread_set_priority(nolt_platform_thread_self_id(), 1, false), 0);
-
-    EXPECT_EQ(nolt_platform_thread_join(nullptr), nullptr);
-    EXPECT_EQ(nolt_platform_thread_create(nullptr, nullptr, 0), nullptr);
-}
-
-TEST(PlatformTls, OneSlotPerThread) {
-    nolt_platform_tls_init();
-    int mine = 0;
-    int theirs = 0;
-    nolt_platform_tls_set(&mine);
-    void* seen_first = &mine;
-    void* seen_after_set = nullptr;
-    std::thread([&] {
-        seen_first = nolt_platform_tls_get();
-        nolt_platform_tls_set(&theirs);
-        seen_after_set = nolt_platform_tls_get();
-    }).join();
-    EXPECT_EQ(seen_first, nullptr);
-    EXPECT_EQ(seen_after_set, &theirs);
-    EXPECT_EQ(nolt_platform_tls_get(), &mine);
-    nolt_platform_tls_cleanup();
-    EXPECT_EQ(nolt_platform_tls_get(), nullptr);
 }
 
 TEST(PlatformFatalWrite, WritesToDescriptor2AndCutsAt255Bytes) {
@@ -147,16 +86,13 @@ TEST(PlatformFatalWrite, WritesToDescriptor2AndCutsAt255Bytes) {
     int saved_stderr = dup(2);
     dup2(pipe_fds[1], 2);
     nolt_platform_fatal_write("nolt: fatal: GC could not suspend registered thread (pid=%d)\n", 7);
-    std::string long_text(400, 'x');
-    nolt_platform_fatal_write("%s", long_text.c_str());
+    nolt_platform_fatal_write("%s", std::string(400, 'x').c_str());
     dup2(saved_stderr, 2);
     close(saved_stderr);
     close(pipe_fds[1]);
-
     std::string written;
     char chunk[512];
-    ssize_t n;
-    while ((n = read(pipe_fds[0], chunk, sizeof chunk)) > 0) written.append(chunk, (size_t)n);
+    for (ssize_t n; (n = read(pipe_fds[0], chunk, sizeof chunk)) > 0;) written.append(chunk, (size_t)n);
     close(pipe_fds[0]);
     EXPECT_EQ(written, "nolt: fatal: GC could not suspend registered thread (pid=7)\n" + std::string(255, 'x'));
 }
