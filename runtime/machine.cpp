@@ -60,14 +60,13 @@ static char** args_values;
 
 static void fill_cpu_info(void) {
     unsigned int eax = 0, ebx = 0, ecx = 0, edx = 0;
-    unsigned int max_leaf = __get_cpuid_max(0, nullptr);
-    if (max_leaf >= 1 && __get_cpuid(0, &eax, &ebx, &ecx, &edx)) {
+    if (__get_cpuid(0, &eax, &ebx, &ecx, &edx)) {
         memcpy(cpu_info.vendor, &ebx, 4);
         memcpy(cpu_info.vendor + 4, &edx, 4);
         memcpy(cpu_info.vendor + 8, &ecx, 4);
         cpu_info.vendor[12] = '\0';
     }
-    if (max_leaf >= 1 && __get_cpuid(1, &eax, &ebx, &ecx, &edx)) {
+    if (__get_cpuid(1, &eax, &ebx, &ecx, &edx)) {
         cpu_info.sse = (edx >> 25) & 1;
         cpu_info.sse2 = (edx >> 26) & 1;
         cpu_info.sse3 = ecx & 1;
@@ -77,7 +76,7 @@ static void fill_cpu_info(void) {
         cpu_info.sse4_2 = (ecx >> 20) & 1;
         cpu_info.avx = (ecx >> 28) & 1;
     }
-    if (max_leaf >= 7 && __get_cpuid_count(7, 0, &eax, &ebx, &ecx, &edx)) cpu_info.avx2 = (ebx >> 5) & 1;
+    if (__get_cpuid_count(7, 0, &eax, &ebx, &ecx, &edx)) cpu_info.avx2 = (ebx >> 5) & 1;
 
     char brand[49] = {};
     if (__get_cpuid_max(0x80000000u, nullptr) >= 0x80000004u) {
@@ -470,7 +469,9 @@ void nolt_args_init(int32_t argc, char** argv) {
 
 int32_t nolt_args_count(void) { return args_count; }
 
-const char* nolt_args_program(void) { return args_count > 0 && args_values[0] ? args_values[0] : ""; }
+const char* nolt_args_program(void) {
+    return args_count > 0 && args_values[0] ? args_values[0] : "";
+}
 
 const char* nolt_args_raw(int32_t i) {
     if (i < 0 || i >= args_count) return nullptr;

@@ -73,7 +73,8 @@ void nolt_platform_mutex_reinit_after_fork(nolt_platform_mutex* mutex) {
 // ---- condition variables -------------------------------------------------------------------
 
 nolt_platform_condvar* nolt_platform_condvar_create(void) {
-    nolt_platform_condvar* condition = (nolt_platform_condvar*)malloc(sizeof(nolt_platform_condvar));
+    nolt_platform_condvar* condition =
+        (nolt_platform_condvar*)malloc(sizeof(nolt_platform_condvar));
     if (!condition) return nullptr;
     int rc = pthread_cond_init(&condition->condition, nullptr);
     if (rc != 0) {
@@ -269,7 +270,8 @@ static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<void**>::is_
               "the suspend handler needs lock-free atomics");
 
 static bool targets_this_thread(void) {
-    return gc_target_valid.load() && pthread_equal(to_pthread(gc_target_tid.load()), pthread_self());
+    return gc_target_valid.load() &&
+           pthread_equal(to_pthread(gc_target_tid.load()), pthread_self());
 }
 
 static void publish_roots(void) {

@@ -1,3 +1,5 @@
+#include "runtime/machine.hpp"
+
 #include <gtest/gtest.h>
 #include <stdio.h>
 #include <sys/wait.h>
@@ -6,7 +8,6 @@
 
 #include <atomic>
 
-#include "runtime/machine.hpp"
 #include "runtime/platform.hpp"
 
 // nolt_machine_init starts the layer once per process; later calls find it running.
@@ -127,14 +128,17 @@ TEST(MachineTime, TicksAdvanceAboutAThousandASecond) {
     nolt_platform_sleep_us(400000);
     uint32_t last = nolt_machine_ticks;
     clock_gettime(CLOCK_MONOTONIC, &end);
-    double elapsed_ms = (double)(end.tv_sec - begin.tv_sec) * 1e3 + (double)(end.tv_nsec - begin.tv_nsec) / 1e6;
+    double elapsed_ms =
+        (double)(end.tv_sec - begin.tv_sec) * 1e3 + (double)(end.tv_nsec - begin.tv_nsec) / 1e6;
     EXPECT_NEAR((double)(uint32_t)(last - first), elapsed_ms, 0.3 * elapsed_ms + 5);
 }
 
 TEST(MachineTime, ConversionsUseTheMeasuredFrequencyOrTheFallback) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");  // a fresh process knows no frequency yet
-    EXPECT_EXIT(_exit(nolt_machine_timer_to_us(5999) == 1 && nolt_machine_timer_to_ms(6000000) == 2 ? 0 : 1),
-                ::testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(
+        _exit(nolt_machine_timer_to_us(5999) == 1 && nolt_machine_timer_to_ms(6000000) == 2 ? 0
+                                                                                            : 1),
+        ::testing::ExitedWithCode(0), "");
     uint64_t frequency = nolt_machine_timer_frequency();
     ASSERT_GT(frequency, 1000000u);
     EXPECT_EQ(nolt_machine_timer_to_us(frequency), 1000000u);

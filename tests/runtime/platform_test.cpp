@@ -1,3 +1,5 @@
+#include "runtime/platform.hpp"
+
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <signal.h>
@@ -7,8 +9,6 @@
 #include <atomic>
 #include <string>
 #include <thread>
-
-#include "runtime/platform.hpp"
 
 namespace {
 
@@ -64,7 +64,8 @@ TEST(PlatformSync, TimedWaitTellsSignalFromTimeout) {
         nolt_platform_condvar_signal(condition);
         nolt_platform_mutex_unlock(mutex);
     });
-    while (!ready && signalled) signalled = nolt_platform_condvar_timedwait(condition, mutex, 5000000);
+    while (!ready && signalled)
+        signalled = nolt_platform_condvar_timedwait(condition, mutex, 5000000);
     nolt_platform_mutex_unlock(mutex);
     signaller.join();
     EXPECT_TRUE(signalled);
@@ -77,7 +78,8 @@ TEST(PlatformThreads, StackSizeJoinValueAndIdentity) {
     nolt_platform_thread* big = nolt_platform_thread_create(report_stack_size, nullptr, 4u << 20);
     ASSERT_NE(big, nullptr);
     EXPECT_GE((size_t)nolt_platform_thread_join(big), 4u << 20);
-    EXPECT_EQ(nolt_platform_thread_get_id(nolt_platform_thread_self()), nolt_platform_thread_self_id());
+    EXPECT_EQ(nolt_platform_thread_get_id(nolt_platform_thread_self()),
+              nolt_platform_thread_self_id());
 }
 
 TEST(PlatformFatalWrite, WritesToDescriptor2AndCutsAt255Bytes) {
@@ -92,7 +94,9 @@ TEST(PlatformFatalWrite, WritesToDescriptor2AndCutsAt255Bytes) {
     close(pipe_fds[1]);
     std::string written;
     char chunk[512];
-    for (ssize_t n; (n = read(pipe_fds[0], chunk, sizeof chunk)) > 0;) written.append(chunk, (size_t)n);
+    for (ssize_t n; (n = read(pipe_fds[0], chunk, sizeof chunk)) > 0;)
+        written.append(chunk, (size_t)n);
     close(pipe_fds[0]);
-    EXPECT_EQ(written, "nolt: fatal: GC could not suspend registered thread (pid=7)\n" + std::string(255, 'x'));
+    EXPECT_EQ(written, "nolt: fatal: GC could not suspend registered thread (pid=7)\n" +
+                           std::string(255, 'x'));
 }

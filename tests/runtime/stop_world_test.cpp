@@ -33,7 +33,8 @@ thread_local Worker* current_worker;
 // SIGFPE still reaches a parked thread: the probe asks it whether it is inside the handler.
 void probe_handler(int) {
     if (Worker* worker = current_worker) {
-        worker->probe_saw_parked = nolt_platform_gc_parked_here() && nolt_platform_gc_world_stopped();
+        worker->probe_saw_parked =
+            nolt_platform_gc_parked_here() && nolt_platform_gc_world_stopped();
         worker->probes.fetch_add(1);
     }
 }
@@ -102,8 +103,8 @@ TEST(StopWorld, WorkersParkWithTheirOwnRootsAndResumeRepeatedly) {
         Published published[kWorkers];
         uint64_t stopped_at[kWorkers];
         for (int i = 0; i < kWorkers; i++) {
-            ASSERT_TRUE(nolt_platform_gc_suspend_thread(workers[i].id, &published[i].chain,
-                                                        &published[i].inflight, &published[i].handoff));
+            ASSERT_TRUE(nolt_platform_gc_suspend_thread(
+                workers[i].id, &published[i].chain, &published[i].inflight, &published[i].handoff));
             stopped_at[i] = workers[i].progress.load();
         }
         for (int i = 0; i < kWorkers; i++) {
@@ -120,8 +121,8 @@ TEST(StopWorld, WorkersParkWithTheirOwnRootsAndResumeRepeatedly) {
                 EXPECT_TRUE(workers[i].probe_saw_parked.load());
                 // ...and a parked thread that is targeted again publishes again.
                 Published again;
-                ASSERT_TRUE(nolt_platform_gc_suspend_thread(workers[i].id, &again.chain, &again.inflight,
-                                                            &again.handoff));
+                ASSERT_TRUE(nolt_platform_gc_suspend_thread(workers[i].id, &again.chain,
+                                                            &again.inflight, &again.handoff));
                 EXPECT_EQ(again.chain, published[i].chain);
                 EXPECT_EQ(again.inflight, published[i].inflight);
             }
@@ -170,7 +171,8 @@ TEST(StopWorld, ErrnoSurvivesAStraySignalAndAFullStop) {
     void* roots[3];
     nolt_platform_gc_stop_begin();
     ASSERT_TRUE(nolt_platform_gc_suspend_thread(id, &roots[0], &roots[1], &roots[2]));
-    EXPECT_FALSE(nolt_platform_gc_suspend_thread(nolt_platform_thread_self_id(), &roots[0], &roots[1],
+    EXPECT_FALSE(nolt_platform_gc_suspend_thread(nolt_platform_thread_self_id(), &roots[0],
+                                                 &roots[1],
                                                  &roots[2]));  // never the collector itself
     nolt_platform_gc_resume_begin();
     nolt_platform_gc_resume_thread(id);
