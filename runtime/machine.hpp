@@ -49,6 +49,8 @@ int32_t nolt_machine_atomic_exchange(volatile int32_t* address, int32_t value);
 // Milliseconds since the tick thread began, advanced by that thread alone.
 extern volatile uint32_t nolt_machine_ticks;
 extern const int32_t nolt_machine_ticks_per_second;
+// The kernel thread id of the tick thread, 0 while it isn't running (for measurements).
+int32_t nolt_machine_tick_thread_tid(void);
 
 uint64_t nolt_machine_get_timer(void);
 uint64_t nolt_machine_timer_frequency(void);

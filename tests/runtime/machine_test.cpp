@@ -1,0 +1,170 @@
+#include "runtime/machine.hpp"
+
+#include <gtest/gtest.h>
+#include <stdio.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <atomic>
+
+#include "runtime/platform.hpp"
+
+// nolt_machine_init starts the layer once per process; later calls find it running.
+
+TEST(MachineLock, TakingALockAtOrBelowTheHeldLevelAborts) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");  // the tick thread runs
+    nolt_machine_init();
+    nolt_machine_lock* gc_lock = nolt_machine_lock_create(2);
+    nolt_machine_lock* inner = nolt_machine_lock_create(3);
+    nolt_machine_lock_acquire(gc_lock);
+    nolt_machine_lock_acquire(inner);
+    EXPECT_EQ(nolt_machine_current_lock_level(), 3);
+    nolt_machine_lock_release(inner);
+    nolt_machine_lock_release(gc_lock);
+    EXPECT_EQ(nolt_machine_current_lock_level(), -1);
+    EXPECT_FALSE(gc_lock->held);
+
+    EXPECT_DEATH(
+        {
+            nolt_machine_lock_acquire(inner);
+            nolt_machine_lock_acquire(gc_lock);
+        },
+        "^\\[Machine\\] Lock order violation: current=3, acquiring=2\n");
+    EXPECT_DEATH(
+        {
+            nolt_machine_lock_acquire(gc_lock);
+            nolt_machine_lock_acquire(gc_lock);
+        },
+        "^\\[Machine\\] Lock order violation: current=2, acquiring=2\n");
+    nolt_machine_lock_destroy(inner);
+    nolt_machine_lock_destroy(gc_lock);
+}
+
+namespace {
+
+struct LockHolder {
+    nolt_machine_lock* lock;
+    std::atomic<bool> holding{false};
+    std::atomic<bool> may_release{false};
+};
+
+void* hold_locks(void* argument) {
+    LockHolder* holder = (LockHolder*)argument;
+    nolt_machine_acquire(1);
+    nolt_machine_lock_acquire(holder->lock);
+    holder->holding = true;
+    while (!holder->may_release) nolt_platform_sleep_us(1000);
+    nolt_machine_lock_release(holder->lock);
+    nolt_machine_release(1);
+    return nullptr;
+}
+
+// The exit code names what failed; a lock that stayed taken shows as a death by SIGALRM.
+int child_after_fork(nolt_machine_lock* held_by_other, nolt_machine_lock* held_by_self) {
+    alarm(10);
+    if (!nolt_machine_locked(0)) return 10;
+    nolt_machine_release(0);
+    for (int n = 0; n < NOLT_GLOBAL_LOCK_COUNT; n++) {
+        nolt_machine_acquire(n);
+        nolt_machine_release(n);
+    }
+    nolt_machine_lock_reinit_after_fork(held_by_other);
+    nolt_machine_lock_reinit_after_fork(held_by_self);
+    if (nolt_machine_current_lock_level() != -1) return 30;
+    nolt_machine_lock_acquire(held_by_other);
+    nolt_machine_lock_acquire(held_by_self);
+    nolt_machine_lock_release(held_by_self);
+    nolt_machine_lock_release(held_by_other);
+    return nolt_platform_gc_world_stopped() ? 40 : 0;
+}
+
+}  // namespace
+
+TEST(MachineFork, ChildCanUseLocksHeldAtTheForkAndParentsAreFree) {
+    nolt_machine_init();
+    nolt_platform_gc_suspend_init();
+    LockHolder holder;
+    holder.lock = nolt_machine_lock_create(2);
+    nolt_machine_lock* own = nolt_machine_lock_create(3);
+    nolt_platform_thread* other = nolt_platform_thread_create(hold_locks, &holder, 0);
+    ASSERT_NE(other, nullptr);
+    while (!holder.holding) nolt_platform_sleep_us(1000);
+
+    nolt_machine_acquire(0);
+    nolt_machine_lock_acquire(own);
+    nolt_platform_gc_stop_begin();  // the child must not inherit a stop in progress
+    fflush(nullptr);
+    pid_t child = fork();
+    if (child == 0) _exit(child_after_fork(holder.lock, own));
+    ASSERT_GT(child, 0);
+    nolt_platform_gc_resume_begin();
+    EXPECT_TRUE(nolt_machine_locked(0));
+    nolt_machine_lock_release(own);
+    nolt_machine_release(0);
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status)) << "child died by signal " << WTERMSIG(status);
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+
+    holder.may_release = true;
+    nolt_platform_thread_join(other);
+    for (int n = 0; n < NOLT_GLOBAL_LOCK_COUNT; n++) {
+        nolt_machine_acquire(n);
+        nolt_machine_release(n);
+    }
+    nolt_machine_lock_acquire(holder.lock);
+    nolt_machine_lock_release(holder.lock);
+    nolt_machine_lock_destroy(holder.lock);
+    nolt_machine_lock_destroy(own);
+}
+
+TEST(MachineTime, TicksAdvanceAboutAThousandASecond) {
+    nolt_machine_init();
+    while (nolt_machine_tick_thread_tid() == 0) nolt_platform_sleep_us(1000);
+    struct timespec begin, end;
+    uint32_t first = nolt_machine_ticks;
+    clock_gettime(CLOCK_MONOTONIC, &begin);
+    nolt_platform_sleep_us(400000);
+    uint32_t last = nolt_machine_ticks;
+    clock_gettime(CLOCK_MONOTONIC, &end);
+    double elapsed_ms =
+        (double)(end.tv_sec - begin.tv_sec) * 1e3 + (double)(end.tv_nsec - begin.tv_nsec) / 1e6;
+    EXPECT_NEAR((double)(uint32_t)(last - first), elapsed_ms, 0.3 * elapsed_ms + 5);
+}
+
+TEST(MachineTime, ConversionsUseTheMeasuredFrequencyOrTheFallback) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");  // a fresh process knows no frequency yet
+    EXPECT_EXIT(
+        _exit(nolt_machine_timer_to_us(5999) == 1 && nolt_machine_timer_to_ms(6000000) == 2 ? 0
+                                                                                            : 1),
+        ::testing::ExitedWithCode(0), "");
+    uint64_t frequency = nolt_machine_timer_frequency();
+    ASSERT_GT(frequency, 1000000u);
+    EXPECT_EQ(nolt_machine_timer_to_us(frequency), 1000000u);
+    EXPECT_EQ(nolt_machine_timer_to_ms(frequency * 3600), 3600000u);  // an hour doesn't overflow
+}
+
+TEST(MachineAtomics, ReturnValues) {
+    volatile int32_t value = 5;
+    EXPECT_EQ(nolt_machine_atomic_cas(&value, 5, 7), 5);
+    EXPECT_EQ(nolt_machine_atomic_cas(&value, 5, 9), 7);  // a failed swap leaves the value
+    EXPECT_EQ(value, 7);
+    EXPECT_EQ(nolt_machine_atomic_inc(&value), 8);
+    EXPECT_EQ(nolt_machine_atomic_dec(&value), 7);
+    EXPECT_EQ(nolt_machine_atomic_add(&value, -10), -3);
+    EXPECT_EQ(nolt_machine_atomic_exchange(&value, 42), -3);
+    EXPECT_EQ(value, 42);
+}
+
+TEST(MachineSystem, ProcessorCountOnlyGoesDownToAValidValue) {
+    nolt_machine_init();
+    int32_t processors = nolt_machine_get_num_processors();
+    EXPECT_EQ(processors, (int32_t)sysconf(_SC_NPROCESSORS_ONLN));
+    nolt_machine_set_num_processors(0);
+    nolt_machine_set_num_processors(processors + 1);
+    EXPECT_EQ(nolt_machine_get_num_processors(), processors);
+    nolt_machine_set_num_processors(1);
+    nolt_machine_set_num_processors(processors);
+    EXPECT_EQ(nolt_machine_get_num_processors(), 1);
+}
