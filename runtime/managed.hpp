@@ -20,6 +20,7 @@
 #include <stdint.h>
 #include <string.h>
 
+#include <atomic>
 #include <new>
 #include <type_traits>
 #include <utility>
@@ -99,7 +100,14 @@ inline void check_live(const void* reference) {
 void** root_cell_acquire();
 void root_cell_release(void** cell);
 
-inline void store_cell(void** cell, void* value) { *(void* volatile*)cell = value; }
+// A collection can stop this thread between any two instructions and read its cells from a signal
+// handler. The fences keep the compiler from moving stores into managed fields past a store that
+// empties or overwrites a cell, which would hide the only path to an object for that moment.
+inline void store_cell(void** cell, void* value) {
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    *(void* volatile*)cell = value;
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+}
 
 template <class T>
 class Root {

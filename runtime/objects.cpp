@@ -1,9 +1,7 @@
 #include "runtime/objects.hpp"
 
-#include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <unistd.h>
 
 extern "C" {
 
@@ -24,18 +22,12 @@ struct Objects {
     nolt_platform_condvar* timeout_condition;
 } g_objects;
 
-// While the world is stopped a stopped thread may hold a stream lock: format on the stack and
-// write to descriptor 2 directly.
-[[noreturn]] void fatal(const char* format, ...) {
-    char buffer[256];
-    va_list args;
-    va_start(args, format);
-    int n = vsnprintf(buffer, sizeof buffer, format, args);
-    va_end(args);
-    if (n > 255) n = 255;
-    if (n > 0) (void)!write(2, buffer, (size_t)n);
-    abort();
-}
+// While the world is stopped a stopped thread may hold a stream lock: these messages bypass stdio.
+#define STOP_FATAL(...)                            \
+    do {                                           \
+        nolt_platform_fatal_write(__VA_ARGS__);    \
+        abort();                                   \
+    } while (0)
 
 void make_mutexes() {
     nolt_platform_mutex** mutexes[] = {&g_objects.process_list_mutex, &g_objects.creation_mutex,
@@ -151,17 +143,17 @@ void nolt_objects_suspend_activities(void) {
     for (nolt_process* p = g_objects.process_list; p; p = p->next) {
         if (p == self) continue;
         if (p->mode == NOLT_MODE_TERMINATED)
-            fatal(
+            STOP_FATAL(
                 "nolt: fatal: GC suspend walk found a LINKED process in TERMINATED mode (pid=%d) — the D26/BUG-295 "
                 "invariant is broken; some path now sets the mode outside the process_list_mutex section that "
                 "unlinks\n",
                 p->pid);
         if (holder && p->thread_id == holder)
-            fatal("nolt: fatal: GC suspension targeted the heap_alloc_lock holder (pid=%d) — L5 lock-then-suspend "
+            STOP_FATAL("nolt: fatal: GC suspension targeted the heap_alloc_lock holder (pid=%d) — L5 lock-then-suspend "
                   "discipline violated\n",
                   p->pid);
         if (!nolt_platform_gc_suspend_thread(p->thread_id, &p->saved_gc_top, &p->saved_inflight, &p->saved_handoff))
-            fatal("nolt: fatal: GC could not suspend registered thread (pid=%d)\n", p->pid);
+            STOP_FATAL("nolt: fatal: GC could not suspend registered thread (pid=%d)\n", p->pid);
         p->gc_suspended = 1;
     }
 }
