@@ -255,6 +255,8 @@ void race_delay() {
 // The walk shared by all allocators: trigger, find or grow, header, zeroing, in-flight slot.
 void* allocate(const char* who, uint64_t size, const nolt_type* type, uint32_t flags, uint64_t array_length,
                uint64_t zero_bytes) {
+    // The mark phase takes a larger header for a corrupt one and would not keep such a block alive.
+    if (size > kMaxMarkableBlock) nolt_heaps_oom_abort(who, size);
     if (collection_allowed()) {
         if (__atomic_load_n(&bytes_allocated_since_last_gc, __ATOMIC_RELAXED) >= gc_trigger_threshold) nolt_heaps_gc();
         else if (sw.torture && !holds_alloc_lock()) nolt_heaps_gc();

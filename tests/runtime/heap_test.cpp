@@ -77,6 +77,8 @@ TEST(Heap, BadRequestsStopOrFailWithTheirWords) {
     EXPECT_DEATH(nolt_heaps_new_array(1, (uint64_t)-1),
                  "Invalid array size in nolt_heaps_new_array \\(count=-1, elem_size=1\\)\n.*BUG-056 guard");
     EXPECT_DEATH(nolt_heaps_new_array(1u << 20, 1ull << 50), "Invalid array size");
+    EXPECT_DEATH(nolt_heaps_new_ptr_array(1u << 23),  // a block the collector could not keep alive
+                 "\\[Heaps\\] FATAL: Out of memory in nolt_heaps_new_ptr_array \\(requested 67108928 bytes\\)");
     testing::internal::CaptureStderr();
     EXPECT_EQ(nolt_heaps_new_object(nullptr), nullptr);
     nolt_type empty = make_type(0);
