@@ -1,6 +1,5 @@
 #include "runtime/heaps.hpp"
 
-#include <errno.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -112,16 +111,8 @@ uint64_t read_number(const char* name) {
     return text ? strtoull(text, nullptr, 10) : 0;
 }
 
-void fatal_write(const char* text) {
-    size_t length = strlen(text);
-    while (length > 0) {
-        ssize_t n = write(2, text, length);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) break;
-        text += n;
-        length -= (size_t)n;
-    }
-}
+// Stops while the world is stopped, or with the allocation lock held, bypass stdio.
+void fatal_write(const char* text) { nolt_platform_write_stderr(text, strlen(text)); }
 
 void lock_alloc() {
     nolt_platform_mutex_lock(heap_alloc_lock);
@@ -139,7 +130,6 @@ bool collection_allowed() {
     return !__atomic_load_n(&gc_in_progress, __ATOMIC_RELAXED) && !nolt_heaps_is_forked_child && !gc_disabled;
 }
 
-nolt_block* payload_block(const void* reference) { return nolt_block_of(reference); }
 void* payload(nolt_block* block) { return (char*)block + NOLT_HEADER_SIZE; }
 nolt_block*& free_next(nolt_block* block) { return *(nolt_block**)payload(block); }
 
@@ -330,7 +320,7 @@ void* new_array(const char* who, uint64_t element_size, uint64_t count, const no
 void mark_object(void* reference) {
     nolt_region* region = region_of(reference);
     if (!region || (char*)reference - NOLT_HEADER_SIZE < (char*)region->first_block) return;
-    nolt_block* block = payload_block(reference);
+    nolt_block* block = nolt_block_of(reference);
     if (!block->type || is_free(block)) return;
     if (block->block_size == 0 || block->block_size > kMaxMarkableBlock) {
         if (getenv("NOLT_GC_STRICT")) {
@@ -865,18 +855,18 @@ void nolt_heaps_finalizer_alloc_abort(void) {
 
 bool nolt_type_is(const void* object, const nolt_type* type) {
     if (!object || !type) return false;
-    const nolt_type* t = payload_block(object)->type;
+    const nolt_type* t = nolt_block_of(object)->type;
     if (t == &free_block_sentinel) return false;
     for (; t; t = t->parent)
         if (t == type) return true;
     return false;
 }
 
-const nolt_type* nolt_type_id(const void* object) { return object ? payload_block(object)->type : nullptr; }
+const nolt_type* nolt_type_id(const void* object) { return object ? nolt_block_of(object)->type : nullptr; }
 
 const char* nolt_type_name_raw(const void* object) {
     if (!object) return "nil";
-    const nolt_type* t = payload_block(object)->type;
+    const nolt_type* t = nolt_block_of(object)->type;
     if (!t || t == &free_block_sentinel || t == &array_type_sentinel) return "<unknown>";
     return t->name ? t->name : "<unnamed>";
 }
@@ -898,7 +888,7 @@ void* nolt_type_as(void* object, const nolt_type* type) {
 bool nolt_heaps_is_live(const void* reference) {
     if (!reference) return true;
     if (!region_of(reference)) return true;  // literals and static data
-    const nolt_block* block = payload_block(reference);
+    const nolt_block* block = nolt_block_of(reference);
     if (!block->type || is_free(block)) return false;
     // While another thread collects, this thread may run until it is stopped: its blocks carry
     // the mark value from before the cycle began.
@@ -1081,7 +1071,7 @@ void nolt_heaps_add_finalizer(void* object, nolt_finalizer_fn function) {
         finalizer_registered++;
     }
     node->function = function;
-    nolt_block* block = payload_block(object);
+    nolt_block* block = nolt_block_of(object);
     block->flags |= NOLT_FLAG_FINALIZER;
     FinalizerNode** old = grow_finalizer_table();
     unlock_alloc();
@@ -1095,7 +1085,7 @@ void nolt_heaps_remove_finalizer(void* object) {
     if (!object) return;
     lock_alloc();
     unlink_finalizer(object);
-    payload_block(object)->flags &= ~(uint32_t)NOLT_FLAG_FINALIZER;
+    nolt_block_of(object)->flags &= ~(uint32_t)NOLT_FLAG_FINALIZER;
     unlock_alloc();
 }
 

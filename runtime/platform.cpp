@@ -366,22 +366,23 @@ void nolt_platform_gc_atfork_child(void) {
 
 // ---- fatal messages while the world is stopped -----------------------------------------------
 
+void nolt_platform_write_stderr(const char* text, size_t length) {
+    while (length > 0) {
+        ssize_t written = write(2, text, length);
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) return;
+        text += written;
+        length -= (size_t)written;
+    }
+}
+
 void nolt_platform_fatal_write(const char* format, ...) {
     char buffer[256];
     va_list arguments;
     va_start(arguments, format);
     int length = vsnprintf(buffer, sizeof buffer, format, arguments);
     va_end(arguments);
-    if (length <= 0) return;
-    size_t remaining = length > 255 ? 255 : (size_t)length;
-    const char* cursor = buffer;
-    while (remaining > 0) {
-        ssize_t written = write(2, cursor, remaining);
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) return;
-        cursor += written;
-        remaining -= (size_t)written;
-    }
+    if (length > 0) nolt_platform_write_stderr(buffer, length > 255 ? 255 : (size_t)length);
 }
 
 }  // extern "C"

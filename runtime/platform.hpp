@@ -62,6 +62,8 @@ bool nolt_platform_gc_world_stopped(void);
 bool nolt_platform_gc_parked_here(void);
 void nolt_platform_gc_atfork_child(void);
 
+// Writes all of `text` to descriptor 2 with write(2) alone, retrying on EINTR.
+void nolt_platform_write_stderr(const char* text, size_t length);
 // Formats into a 256-byte stack buffer and writes at most 255 bytes of it to descriptor 2 with
 // write(2), bypassing stdio: safe while the world is stopped and a parked thread may hold a
 // stream lock. The caller supplies any line end.
