@@ -76,12 +76,6 @@ void dead_reference(const void* reference) {
     abort();
 }
 
-void index_out_of_range(uint64_t index, uint64_t length) {
-    fprintf(stderr, "Runtime error: index %llu out of range for length %llu\n", (unsigned long long)index,
-            (unsigned long long)length);
-    exit(1);
-}
-
 void unregistered_global(const void* address) {
     fprintf(stderr, "[Heaps] FATAL: global at %p assigned before it was registered as a root\n", address);
     abort();

@@ -26,6 +26,7 @@
 #include <utility>
 
 #include "runtime/heaps.hpp"
+#include "runtime/values.hpp"
 
 namespace runtime {
 
@@ -89,7 +90,6 @@ public:                                          \
 // ---- Liveness checks ----------------------------------------------------------------------
 
 [[noreturn]] void dead_reference(const void* reference);
-[[noreturn]] void index_out_of_range(uint64_t index, uint64_t length);
 
 inline void check_live(const void* reference) {
     if (nolt_heaps_verify && reference && !nolt_heaps_is_live(reference)) dead_reference(reference);
@@ -112,6 +112,8 @@ inline void store_cell(void** cell, void* value) {
 template <class T>
 class Root {
 public:
+    using element_type = T;
+
     Root() : cell_(root_cell_acquire()) {}
     Root(std::nullptr_t) : Root() {}
     Root(T* reference) : cell_(root_cell_acquire()) { store_cell(cell_, (void*)reference); }
@@ -146,6 +148,12 @@ public:
     T* operator->() const { return get(); }
     T& operator*() const { return *get(); }
     explicit operator bool() const { return cell_ && *cell_; }
+    // Checked indexing of a text or an array; a null one has length 0.
+    decltype(auto) operator[](int64_t index) const
+        requires requires(T* t) { T::at(t, index); }
+    {
+        return T::at(get(), index);
+    }
 
     void** release_cell() { return std::exchange(cell_, nullptr); }
 
@@ -182,6 +190,11 @@ public:
     T& operator*() const { return *get(); }
     explicit operator bool() const { return ref_ != nullptr; }
     operator Root<T>() const { return Root<T>(get()); }
+    decltype(auto) operator[](int64_t index) const
+        requires requires(T* t) { T::at(t, index); }
+    {
+        return T::at(get(), index);
+    }
 
 private:
     T* ref_ = nullptr;
@@ -255,28 +268,54 @@ class Array {
 public:
     static_assert(std::is_trivially_copyable_v<E>, "array elements are copied as bytes");
 
+    static constexpr bool references = requires(E e) { e.get(); } && sizeof(E) == sizeof(void*);
+    // The element's type record when elements are sum values, else null.
+    static const nolt_type* sum_type() {
+        if constexpr (references) return nullptr;
+        else if constexpr (SumValue<E>) return type_of<E>();
+        else return nullptr;
+    }
+
     static Root<Array> make(uint64_t count) {
-        constexpr bool references = requires(E e) { e.get(); } && sizeof(E) == sizeof(void*);
         const nolt_type* element_type = references ? nullptr : type_of<E>();
         return Root<Array>(static_cast<Array*>(allocate_array(sizeof(E), count, element_type, references)));
+    }
+    // Checked element access; a null array has length 0.
+    static E& at(Array* array, int64_t index) {
+        nolt_array_check(array, index);
+        return array->data()[index];
     }
 
     uint64_t size() const { return nolt_block_of(this)->array_length; }
     E* data() { return reinterpret_cast<E*>(this); }
     const E* data() const { return reinterpret_cast<const E*>(this); }
-    E& operator[](uint64_t index) {
-        if (index >= size()) index_out_of_range(index, size());
-        return data()[index];
-    }
-    const E& operator[](uint64_t index) const {
-        if (index >= size()) index_out_of_range(index, size());
-        return data()[index];
-    }
+    E& operator[](int64_t index) { return at(this, index); }
     E* begin() { return data(); }
     E* end() { return data() + size(); }
 
     Array() = delete;
 };
+
+// The length of an array; a null array has length 0.
+template <class E>
+int32_t length(const Root<Array<E>>& array) {
+    return nolt_array_length(array.get());
+}
+
+// A new array: the elements of `array` and `element` behind them.
+template <class E, class V>
+Root<Array<E>> append(const Root<Array<E>>& array, const V& value) {
+    E element{};
+    element = value;
+    return Root<Array<E>>(static_cast<Array<E>*>(
+        nolt_array_append(array.get(), &element, sizeof(E), Array<E>::references, Array<E>::sum_type())));
+}
+
+// A new array of both; the null array when both are empty.
+template <class E>
+Root<Array<E>> concat(const Root<Array<E>>& a, const Root<Array<E>>& b) {
+    return Root<Array<E>>(static_cast<Array<E>*>(nolt_array_concat(a.get(), b.get(), sizeof(E))));
+}
 
 // ---- Texts --------------------------------------------------------------------------------
 
@@ -289,6 +328,11 @@ public:
     bool is_literal() const { return nolt_block_of(this)->flags & NOLT_FLAG_LITERAL; }
     const char* c_str() const { return reinterpret_cast<const char*>(this); }
     char* bytes() { return reinterpret_cast<char*>(this); }
+    // Checked read of one byte; a null text has length 0.
+    static char at(const Text* text, int64_t index) {
+        nolt_string_check(reinterpret_cast<const char*>(text), index);
+        return text->c_str()[index];
+    }
     bool equals(const char* other) const {
         size_t n = strlen(other);
         return n == (size_t)length() && memcmp(c_str(), other, n) == 0;

@@ -137,7 +137,7 @@ TEST(Managed, ArraysOfValuesReferencesAndSumValues) {
     for (int i = 0; i < 3; i++) expect_list((*items)[i], i + 1);
     EXPECT_TRUE((*maybes)[1].value->equals("some"));
     EXPECT_EQ(nolt_block_of(maybes.get())->flags, (uint32_t)NOLT_FLAG_SUM_ARRAY);
-    EXPECT_EXIT((*numbers)[4], testing::ExitedWithCode(1), "Runtime error: index 4 out of range for length 4");
+    EXPECT_EXIT((*numbers)[4], testing::ExitedWithCode(1), "Runtime error: array index 4 out of bounds \\(length 4\\)");
 }
 
 TEST(Managed, LiteralTextsAreReadOnlyBlocksOutsideTheHeap) {

@@ -1,0 +1,17 @@
+// Standard output through the stdio streams.
+#pragma once
+#include "stdlib/core/str.hpp"
+
+namespace stdlib {
+
+void print(const string& text);
+void println(const string& text);
+void flush();
+void print_int(int32_t value);
+void print_int64(int64_t value);
+void print_uint64(uint64_t value);
+void print_float(double value);
+void print_bool(bool value);
+void print_char(char c);
+
+}  // namespace stdlib

@@ -1,0 +1,144 @@
+#include "runtime/values.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "runtime/managed.hpp"
+#include "tests/support/boot.hpp"
+
+using namespace runtime;
+using namespace runtime::literals;
+using testing::Eq;
+using testing::ExitedWithCode;
+
+namespace {
+
+Root<Text> text(const char* bytes) { return make_text(bytes); }
+char* raw(const Root<Text>& t) { return t ? t->bytes() : nullptr; }
+
+TEST(RuntimeTexts, LengthsCapacityAndInPlaceFilling) {
+    test_support::boot();
+    EXPECT_EQ(nolt_string_length(nullptr), 0);
+    EXPECT_EQ(nolt_string_length(nolt_string_empty()), 0);
+    EXPECT_EQ(nolt_string_empty(), ""_t->bytes());
+
+    Root<Text> room(reinterpret_cast<Text*>(nolt_string_alloc(8)));
+    EXPECT_EQ(room->length(), 0);
+    EXPECT_EQ(nolt_string_capacity(raw(room)), 8u);
+    EXPECT_EQ(nolt_string_copy_range(raw(room), "hello"_t->bytes(), 1, 3), 3);
+    EXPECT_EQ(nolt_string_copy_range(raw(room), "hello"_t->bytes(), 0, 4), 4);
+    EXPECT_STREQ(room->c_str(), "ellhell");  // seven bytes and the zero byte fill all eight
+
+    Root<Text> buffer(reinterpret_cast<Text*>(nolt_alloc_string_buffer(6)));
+    EXPECT_EQ(buffer->length(), 5);
+    strcpy(buffer->bytes(), "ab");
+    nolt_string_sync_length(raw(buffer));
+    EXPECT_EQ(buffer->length(), 2);
+    nolt_string_set_length(raw(buffer), 1);
+    EXPECT_STREQ(buffer->c_str(), "a");
+    nolt_string_store_char(raw(buffer), 0, 'z');
+    EXPECT_STREQ(buffer->c_str(), "z");
+}
+
+TEST(RuntimeTexts, ConcatAndSearchStopAtTheFirstZeroByte) {
+    test_support::boot();
+    Root<Text> with_zero = make_text("ab\0cd", 5);
+    Root<Text> joined(reinterpret_cast<Text*>(nolt_string_concat(raw(with_zero), "xy"_t->bytes())));
+    EXPECT_EQ(joined->length(), 4);
+    EXPECT_STREQ(joined->c_str(), "abxy");
+    Root<Text> dup(reinterpret_cast<Text*>(nolt_string_dup_c(nullptr)));
+    EXPECT_EQ(dup->length(), 0);
+
+    Root<Text> s = text("a.b.c");
+    EXPECT_EQ(nolt_index_of_char_from(raw(s), '.', 0), 1);
+    EXPECT_EQ(nolt_index_of_char_from(raw(s), '.', 2), 3);
+    EXPECT_EQ(nolt_index_of_char_from(raw(s), '.', 4), -1);
+    EXPECT_EQ(nolt_index_of_char_from(raw(s), '.', 99), -1);
+    EXPECT_EQ(nolt_last_index_of_char(raw(s), '.'), 3);
+    EXPECT_EQ(nolt_last_index_of_char(raw(s), 'q'), -1);
+    EXPECT_EQ(nolt_index_of_char_from(raw(s), '\0', 0), -1);
+}
+
+TEST(RuntimeTexts, RunTimeErrorsHaveTheirExactWords) {
+    test_support::boot();
+    Root<Text> s = text("abc");
+    Root<Text> small(reinterpret_cast<Text*>(nolt_string_alloc(4)));
+    auto line = [](const char* words) { return Eq(std::string("Runtime error: ") + words + "\n"); };
+    EXPECT_EXIT(nolt_string_check(raw(s), 3), ExitedWithCode(1), line("string index 3 out of bounds (length 3)"));
+    EXPECT_EXIT(nolt_string_check(raw(s), -1), ExitedWithCode(1), line("string index -1 out of bounds (length 3)"));
+    EXPECT_EXIT(s[5], ExitedWithCode(1), line("string index 5 out of bounds (length 3)"));
+    EXPECT_EXIT(nolt_string_check(nullptr, 0), ExitedWithCode(1), line("string index 0 on NULL string"));
+    EXPECT_EXIT(nolt_string_set_length(nullptr, 0), ExitedWithCode(1), line("set_length on NULL string"));
+    EXPECT_EXIT(nolt_string_set_length("abc"_t->bytes(), 1), ExitedWithCode(1),
+                line("set_length on a string literal"));
+    EXPECT_EXIT(nolt_string_set_length(raw(s), 4), ExitedWithCode(1), line("set_length 4 out of range (capacity 4)"));
+    EXPECT_EXIT(nolt_string_set_length(raw(s), -1), ExitedWithCode(1),
+                line("set_length -1 out of range (capacity 4)"));
+    EXPECT_EXIT(nolt_string_sync_length(nullptr), ExitedWithCode(1), line("sync_length on NULL string"));
+    EXPECT_EXIT(nolt_string_sync_length("x"_t->bytes()), ExitedWithCode(1), line("sync_length on a string literal"));
+    EXPECT_EXIT(nolt_string_copy_range(""_t->bytes(), raw(s), 0, 1), ExitedWithCode(1),
+                line("string_copy_range on a string literal"));
+    EXPECT_EXIT(nolt_string_copy_range(raw(small), raw(s), 0, 4), ExitedWithCode(1),
+                line("string append overflow or invalid range (start=0, len=4, dest_len=0, capacity=4)"));
+    EXPECT_EXIT(nolt_string_copy_range(raw(small), raw(s), -1, 1), ExitedWithCode(1),
+                line("string append overflow or invalid range (start=-1, len=1, dest_len=0, capacity=4)"));
+    EXPECT_EXIT(nolt_string_store_char(raw(s), 0, 0), ExitedWithCode(1), Eq("panic: embedded NUL in string\n"));
+}
+
+TEST(RuntimeArrays, AppendAndConcatMakeNewArraysOfTheSameKind) {
+    test_support::boot();
+    auto numbers = Array<int32_t>::make(2);
+    (*numbers)[0] = 1;
+    (*numbers)[1] = 2;
+    auto longer = append(numbers, 3);
+    EXPECT_EQ(length(numbers), 2);
+    ASSERT_EQ(length(longer), 3);
+    EXPECT_EQ(longer[2], 3);
+
+    Root<Array<int32_t>> none;
+    auto from_null = append(none, 7);
+    EXPECT_EQ(length(from_null), 1);
+    EXPECT_EQ(length(concat(none, Array<int32_t>::make(0))), 0);
+    EXPECT_FALSE(concat(none, Array<int32_t>::make(0)));
+    auto both = concat(numbers, longer);
+    ASSERT_EQ(length(both), 5);
+    EXPECT_EQ(both[4], 3);
+    EXPECT_EQ(length(concat(none, numbers)), 2);
+
+    auto names = Array<Member<Text>>::make(0);
+    for (const char* word : {"one", "two", "three"}) names = append(names, make_text(word));
+    nolt_heaps_gc();
+    auto twice = concat(names, names);
+    EXPECT_EQ(nolt_block_of(twice.get())->flags & NOLT_FLAG_POINTER_ARRAY, (uint32_t)NOLT_FLAG_POINTER_ARRAY);
+    nolt_heaps_gc();
+    ASSERT_EQ(length(twice), 6);
+    EXPECT_TRUE(twice[5]->equals("three"));
+
+    auto line = [](const char* words) { return Eq(std::string("Runtime error: ") + words + "\n"); };
+    EXPECT_EXIT(numbers[2], ExitedWithCode(1), line("array index 2 out of bounds (length 2)"));
+    EXPECT_EXIT(numbers[-1], ExitedWithCode(1), line("array index -1 out of bounds (length 2)"));
+    EXPECT_EXIT(none[0], ExitedWithCode(1), line("array index 0 on NULL/empty array"));
+}
+
+TEST(RuntimeExit, PanicAndExitFlushStdioAndSkipCleanUp) {
+    test_support::boot();
+    EXPECT_EQ(nolt_int_div(-7, 2), -3);
+    EXPECT_EQ(nolt_int_mod(-7, 2), -1);
+    EXPECT_EQ(nolt_int_div(INT32_MIN, 1), INT32_MIN);
+    EXPECT_EXIT(nolt_int_div(1, 0), ExitedWithCode(1), Eq("panic: integer division by zero\n"));
+    EXPECT_EXIT(nolt_int_mod(1, 0), ExitedWithCode(1), Eq("panic: integer division by zero\n"));
+    EXPECT_EXIT(nolt_int_div(INT32_MIN, -1), ExitedWithCode(1), Eq("panic: integer division overflow\n"));
+    EXPECT_EXIT(nolt_int_mod(INT32_MIN, -1), ExitedWithCode(1), Eq("panic: integer division overflow\n"));
+    EXPECT_EXIT(nolt_panic("it broke"), ExitedWithCode(1), Eq("panic: it broke\n"));
+    EXPECT_EXIT(
+        {
+            static char buffer[256];
+            setvbuf(stderr, buffer, _IOFBF, sizeof buffer);
+            fputs("buffered", stderr);
+            atexit([] { fputs(" and clean-up ran", stderr); });
+            nolt_exit(3);
+        },
+        ExitedWithCode(3), Eq("buffered"));
+}
+
+}  // namespace
