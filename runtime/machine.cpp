@@ -79,7 +79,7 @@ static void fill_cpu_info(void) {
     if (__get_cpuid_count(7, 0, &eax, &ebx, &ecx, &edx)) cpu_info.avx2 = (ebx >> 5) & 1;
 
     char brand[49] = {};
-    if (__get_cpuid_max(0x80000000u, nullptr) >= 0x80000004u) {
+    if ((unsigned)__get_cpuid_max(0x80000000u, nullptr) >= 0x80000004u) {
         for (unsigned int i = 0; i < 3; i++) {
             unsigned int regs[4] = {};
             __get_cpuid(0x80000002u + i, &regs[0], &regs[1], &regs[2], &regs[3]);

@@ -19,3 +19,5 @@ echo "== normal build, a collection at every allocation, dead blocks poisoned"
 NOLT_GC_TORTURE=1 NOLT_GC_VERIFY=1 ctest --test-dir build/release -j "$jobs" --output-on-failure --timeout 600
 echo "== sanitizer build (address, undefined)"
 run_suite build/asan -DCMAKE_BUILD_TYPE=Debug -DNOLT_SANITIZE=ON
+echo "== fuzz targets (clang, libFuzzer), ${FUZZ_SECONDS:-60}s each"
+tools/fuzz.sh
