@@ -6,22 +6,13 @@
 #include "runtime/managed.hpp"
 #include "runtime/machine.hpp"
 #include "runtime/objects.hpp"
+#include "tests/support/runtime_up.hpp"
 
 using namespace runtime;
 
 namespace {
 
-void boot() {
-    static bool up = [] {
-        nolt_machine_init();
-        nolt_heaps_init();
-        nolt_objects_init();
-        static int marker;
-        nolt_objects_register_main_process(&marker);
-        return true;
-    }();
-    (void)up;
-}
+using test_support::runtime_up;
 
 struct Small {
     NOLT_MANAGED(Small, void);
@@ -33,7 +24,7 @@ struct Small {
 constexpr size_t kSizes[] = {16, 24, 32, 48, 64, 80, 96, 120};
 
 void BM_HeapSmallObjects(benchmark::State& state) {
-    boot();
+    runtime_up();
     nolt_type types[8];
     for (int i = 0; i < 8; i++) types[i] = nolt_type{kSizes[i], 0, "S", nullptr, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0};
     uint64_t n = 0;
@@ -54,7 +45,7 @@ void BM_MallocFreeSmall(benchmark::State& state) {
 BENCHMARK(BM_MallocFreeSmall);
 
 void BM_HeapMakeRooted(benchmark::State& state) {
-    boot();
+    runtime_up();
     for (auto _ : state) benchmark::DoNotOptimize(make<Small>().get());
     state.SetItemsProcessed(state.iterations());
 }
@@ -64,7 +55,7 @@ BENCHMARK(BM_HeapMakeRooted);
 Global<Array<Member<Array<Member<Text>>>>> buffers;
 
 void BM_CollectionPauseEditorHeap(benchmark::State& state) {
-    boot();
+    runtime_up();
     buffers.register_root();
     buffers = Array<Member<Array<Member<Text>>>>::make(8);
     char line[512];
@@ -87,7 +78,7 @@ BENCHMARK(BM_CollectionPauseEditorHeap)->UseManualTime()->Unit(benchmark::kMicro
 Global<Array<Member<Small>>> live_set;
 
 void BM_AllocationWithLiveHeap(benchmark::State& state) {
-    boot();
+    runtime_up();
     live_set.register_root();
     live_set = Array<Member<Small>>::make((uint64_t)state.range(0));
     for (int64_t i = 0; i < state.range(0); i++) (*live_set.get())[i] = make<Small>();

@@ -1,17 +1,5 @@
-// Brings the runtime up once per fuzzing process, in the order the program's entry uses.
+// Brings the runtime up once per fuzzing process.
 #pragma once
-#include "runtime/heaps.hpp"
-#include "runtime/machine.hpp"
-#include "runtime/objects.hpp"
+#include "tests/support/runtime_up.hpp"
 
-inline void fuzz_boot() {
-    static bool up = [] {
-        nolt_machine_init();
-        nolt_heaps_init();
-        nolt_objects_init();
-        static int marker;
-        nolt_objects_register_main_process(&marker);
-        return true;
-    }();
-    (void)up;
-}
+inline void fuzz_boot() { test_support::runtime_up(); }

@@ -148,15 +148,17 @@ string join(const string_array& items, const string& separator) {
     int32_t count = runtime::length(items);
     if (count == 0) return empty_string();
     if (count == 1) return items[0];
+    // No allocation happens while the raw element pointers are read.
+    Member<Text>* parts = items->data();
     int64_t total = int64_t(length(separator)) * (count - 1);
-    for (int32_t i = 0; i < count; i++) total += length(items[i]);
+    for (int32_t i = 0; i < count; i++) total += nolt_string_length(parts[i] ? parts[i]->c_str() : nullptr);
     if (total == 0) return empty_string();
     string made = string_buffer((int32_t)total);
     char* at = made->bytes();
+    parts = items->data();
     for (int32_t i = 0; i < count; i++) {
         if (i > 0) at = (char*)mempcpy(at, c_str(separator), (size_t)length(separator));
-        string item = items[i];
-        at = (char*)mempcpy(at, c_str(item), (size_t)length(item));
+        if (Text* part = parts[i].get()) at = (char*)mempcpy(at, part->c_str(), (size_t)part->length());
     }
     return made;
 }

@@ -7,20 +7,14 @@
 #include <initializer_list>
 #include <utility>
 
-#include "runtime/heaps.hpp"
-#include "runtime/machine.hpp"
-#include "runtime/objects.hpp"
+#include "tests/support/runtime_up.hpp"
 
 namespace test_support {
 
 inline void boot() {
     static bool up = [] {
         GTEST_FLAG_SET(death_test_style, "threadsafe");
-        nolt_machine_init();
-        nolt_heaps_init();
-        nolt_objects_init();
-        static int marker;
-        nolt_objects_register_main_process(&marker);
+        runtime_up();
         return true;
     }();
     (void)up;
