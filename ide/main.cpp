@@ -2,6 +2,8 @@
 #include <stdio.h>
 #include <unistd.h>
 
+#include "ide/user_prefs.hpp"
+#include "kestrum/syntax.hpp"
 #include "runtime/heaps.hpp"
 #include "runtime/machine.hpp"
 #include "runtime/objects.hpp"
@@ -24,6 +26,12 @@ int main(int argc, char** argv) {
     nolt_objects_init();
     int stack_marker = 0;
     nolt_objects_register_main_process(&stack_marker);
+    ide::g_prefs.register_root();
+    kestrum::g_langs.register_root();
+    kestrum::g_extra.register_root();
+    ide::g_prefs = ide::default_prefs();
+    kestrum::g_langs = runtime::Array<runtime::Member<kestrum::Lang>>::make(kestrum::MAX_LANGS);
+    kestrum::g_extra = runtime::Array<runtime::Member<runtime::Text>>::make(kestrum::MAX_EXTRA_DIRS);
     nolt_args_init(argc, argv);
     nolt_machine_exit(nolt_main());
 }

@@ -171,8 +171,8 @@ public:
     }
     Member(const Member&) = default;
     Member& operator=(const Member&) = default;
-    Member& operator=(std::nullptr_t) {
-        ref_ = nullptr;
+    Member& operator=(T* reference) {
+        ref_ = reference;
         return *this;
     }
     template <class U>
