@@ -18,6 +18,15 @@ namespace {
 const char kLine[] = "    let total = compute(values, offset) + 42 # running sum";
 const char kRecord[] = "alpha,beta,gamma,delta,epsilon,zeta,eta,theta,iota,kappa,lambda,mu,nu,xi,omicron,pi";
 
+std::vector<std::string> std_split(const std::string& record) {
+    std::vector<std::string> pieces;
+    size_t start = 0;
+    for (size_t comma; (comma = record.find(',', start)) != std::string::npos; start = comma + 1)
+        pieces.push_back(record.substr(start, comma - start));
+    pieces.push_back(record.substr(start));
+    return pieces;
+}
+
 void BM_Concat(benchmark::State& state) {
     runtime_up();
     string a = from_c(kLine), b = from_c(kRecord);
@@ -53,14 +62,7 @@ BENCHMARK(BM_Split);
 
 void BM_SplitStd(benchmark::State& state) {
     std::string record = kRecord;
-    for (auto _ : state) {
-        std::vector<std::string> pieces;
-        size_t start = 0;
-        for (size_t comma; (comma = record.find(',', start)) != std::string::npos; start = comma + 1)
-            pieces.push_back(record.substr(start, comma - start));
-        pieces.push_back(record.substr(start));
-        benchmark::DoNotOptimize(pieces.data());
-    }
+    for (auto _ : state) benchmark::DoNotOptimize(std_split(record).data());
 }
 BENCHMARK(BM_SplitStd);
 
@@ -72,12 +74,7 @@ void BM_Join(benchmark::State& state) {
 BENCHMARK(BM_Join);
 
 void BM_JoinStd(benchmark::State& state) {
-    std::vector<std::string> pieces;
-    std::string record = kRecord;
-    size_t start = 0;
-    for (size_t comma; (comma = record.find(',', start)) != std::string::npos; start = comma + 1)
-        pieces.push_back(record.substr(start, comma - start));
-    pieces.push_back(record.substr(start));
+    std::vector<std::string> pieces = std_split(kRecord);
     for (auto _ : state) {
         std::string joined;
         for (size_t i = 0; i < pieces.size(); i++) {
@@ -105,12 +102,7 @@ BENCHMARK(BM_StringBuilder)->Arg(1000)->Arg(10000)->Arg(100000);
 
 void BM_StringBuilderStd(benchmark::State& state) {
     int64_t parts = state.range(0);
-    std::vector<std::string> words;
-    std::string record = kRecord;
-    size_t start = 0;
-    for (size_t comma; (comma = record.find(',', start)) != std::string::npos; start = comma + 1)
-        words.push_back(record.substr(start, comma - start));
-    words.push_back(record.substr(start));
+    std::vector<std::string> words = std_split(kRecord);
     for (auto _ : state) {
         std::string built;
         for (int64_t i = 0; i < parts; i++) built += words[i % 16];
