@@ -3,7 +3,6 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <grp.h>
-#include <limits.h>
 #include <pwd.h>
 #include <stdlib.h>
 #include <string.h>

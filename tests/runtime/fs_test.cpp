@@ -133,11 +133,8 @@ TEST(RuntimeFs, CopyFileRefusesToCopyAFileOntoItself) {
     EXPECT_EQ(nolt_fs_copy_file((dir / "none").c_str(), (dir / "h").c_str()), -1);
     EXPECT_FALSE(nolt_access((dir / "h").c_str(), nolt_F_OK()) == 0);
 
-    EXPECT_EQ(nolt_fs_fsync(file.c_str()), 0);
-    EXPECT_EQ(nolt_fs_fsync_parent(file.c_str()), 0);
     EXPECT_EQ(nolt_fs_fsync_parent("no-slash"), 0);  // the working directory
     EXPECT_EQ(nolt_fs_fsync_parent(""), -1);
-    EXPECT_EQ(nolt_fs_fsync((dir / "none").c_str()), -1);
 }
 
 TEST(RuntimeFs, ManagedBuffersAreFilledToTheirRoomAndLiteralsRefused) {
@@ -182,14 +179,8 @@ TEST(RuntimeFs, NamesEnvironmentAndArgumentsComeBackAsManagedCopies) {
     EXPECT_EQ(std::string(adopt(nolt_fs_file_uid_name("/proc/self"))->c_str()), my_name);
     EXPECT_EQ(std::string(adopt(nolt_fs_user_home(my_name.c_str()))->c_str()), my_home);
     EXPECT_EQ(adopt(nolt_fs_user_home("")).get(), ""_t);
-    EXPECT_EQ(adopt(nolt_fs_user_home("nolt-nobody-here")).get(), ""_t);
     EXPECT_EQ(adopt(nolt_fs_file_gid_name("/nolt/missing")).get(), ""_t);
 
-    ASSERT_EQ(nolt_setenv("NOLT_FS_TEST", ""), 0);
-    EXPECT_EQ(nolt_getenv_exists("NOLT_FS_TEST"), 1);
-    ASSERT_EQ(nolt_unsetenv("NOLT_FS_TEST"), 0);
-    EXPECT_EQ(nolt_getenv_exists("NOLT_FS_TEST"), 0);
-    EXPECT_EQ(adopt(nolt_getenv("NOLT_FS_TEST")).get(), ""_t);
     ASSERT_EQ(nolt_setenv("NOLT_FS_TEST", "v"), 0);
     Root<Text> value = adopt(nolt_getenv("NOLT_FS_TEST"));
     ASSERT_EQ(nolt_setenv("NOLT_FS_TEST", "changed"), 0);
