@@ -4,6 +4,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <unistd.h>
 
 #include "runtime/machine.hpp"
 #include "runtime/managed.hpp"
@@ -190,5 +191,23 @@ void* nolt_array_concat(const void* a, const void* b, uint64_t element_size) {
     if (b_length) memcpy(joined + a_length * element_size, b, b_length * element_size);
     return joined;
 }
+
+// ---- Process facts ------------------------------------------------------------------------
+
+char* nolt_args_get(int32_t i) {
+    const char* argument = nolt_args_raw(i);
+    return argument ? nolt_string_dup_c(argument) : nolt_string_empty();
+}
+
+char* nolt_platform_get_hostname(void) {
+    char name[256];
+    if (gethostname(name, sizeof name) != 0) return nolt_string_empty();
+    name[sizeof name - 1] = '\0';
+    return nolt_string_dup_c(name);
+}
+
+char* nolt_platform_get_cpu_vendor(void) { return nolt_string_dup_c(nolt_machine_get_cpu_info()->vendor); }
+
+char* nolt_platform_get_cpu_brand(void) { return nolt_string_dup_c(nolt_machine_get_cpu_info()->brand); }
 
 }  // extern "C"

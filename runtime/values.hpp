@@ -57,4 +57,12 @@ void* nolt_array_append(const void* array, const void* element, uint64_t element
 // A new array of both; the null array when both are empty.
 void* nolt_array_concat(const void* a, const void* b, uint64_t element_size);
 
+// Managed copies of what the process was given and where it runs.
+// Argument i, or the shared empty text out of range.
+char* nolt_args_get(int32_t i);
+// The host's name, or the empty text if it cannot be had.
+char* nolt_platform_get_hostname(void);
+char* nolt_platform_get_cpu_vendor(void);
+char* nolt_platform_get_cpu_brand(void);
+
 }  // extern "C"

@@ -14,4 +14,9 @@ void print_float(double value) { printf("%f", value); }
 void print_bool(bool value) { printf("%s", value ? "true" : "false"); }
 void print_char(char c) { printf("%c", c); }
 
+void printErr(const string& text) {
+    fwrite(c_str(text), 1, (size_t)length(text), stderr);
+    fputc('\n', stderr);
+}
+
 }  // namespace stdlib

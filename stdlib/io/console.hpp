@@ -1,4 +1,4 @@
-// Standard output through the stdio streams.
+// Standard output and standard error through the stdio streams.
 #pragma once
 #include "stdlib/core/str.hpp"
 
@@ -13,5 +13,7 @@ void print_uint64(uint64_t value);
 void print_float(double value);
 void print_bool(bool value);
 void print_char(char c);
+// The text and a line feed on standard error.
+void printErr(const string& text);
 
 }  // namespace stdlib
