@@ -4,7 +4,6 @@
 
 #include "runtime/machine.hpp"
 #include "stdlib/collections/vec.hpp"
-#include "stdlib/core/convert.hpp"
 #include "stdlib/io/console.hpp"
 #include "stdlib/text/stringbuilder.hpp"
 
@@ -275,37 +274,30 @@ ParseError maybe_misplaced(const Root<Commands>& ancestors, const string& raw, c
 
 // ---- Walking the tree ------------------------------------------------------------------------
 
+// Calls `visit` with each element of a list of flags or arguments.
+template <class Item, class Visit>
+void each(const Member<Array<Member<Item>>>& list, Visit visit) {
+    Root<Array<Member<Item>>> items = list;
+    for (int32_t i = 0; i < runtime::length(items); i++) visit(Root<Item>(items[i]));
+}
+
 void reset_command(const Root<Command>& command) {
-    Root<BoolFlags> bools = command->bool_flags;
-    for (int32_t i = 0; i < runtime::length(bools); i++) {
-        Root<BoolFlag> flag = bools[i];
+    auto reset = [](const auto& flag) {
         flag->value = flag->default_;
         flag->seen = false;
-    }
-    Root<IntFlags> ints = command->int_flags;
-    for (int32_t i = 0; i < runtime::length(ints); i++) {
-        Root<IntFlag> flag = ints[i];
-        flag->value = flag->default_;
-        flag->seen = false;
-    }
-    Root<StringFlags> strings = command->string_flags;
-    for (int32_t i = 0; i < runtime::length(strings); i++) {
-        Root<StringFlag> flag = strings[i];
-        flag->value = flag->default_;
-        flag->seen = false;
-    }
-    Root<Args> args = command->args;
-    for (int32_t i = 0; i < runtime::length(args); i++) {
-        Root<Arg> arg = args[i];
+    };
+    each(command->bool_flags, reset);
+    each(command->int_flags, reset);
+    each(command->string_flags, reset);
+    each(command->args, [](const Root<Arg>& arg) {
         arg->value = empty_string();
         arg->seen = false;
-    }
+    });
     command->rest_values->values = Array<Member<Text>>::make(0);
     command->path = empty_string();
     command->root_name = empty_string();
     command->invoked = command;
-    Root<Commands> children = command->subcommands;
-    for (int32_t i = 0; i < runtime::length(children); i++) reset_command(Root<Command>(children[i]));
+    each(command->subcommands, reset_command);
 }
 
 bool version_builtin_ok(const Root<Command>& command, const Root<ParseState>& state) {
@@ -345,26 +337,18 @@ Status finish_version(const Root<ParseState>& state) {
 }
 
 Status finish_leaf(const Root<Command>& command) {
-    Root<Args> args = command->args;
-    for (int32_t i = 0; i < runtime::length(args); i++) {
-        Root<Arg> arg = args[i];
-        if (!arg->seen) return failed(parse_error(ParseError::MissingArg, arg->name));
-    }
-    Root<BoolFlags> bools = command->bool_flags;
-    for (int32_t i = 0; i < runtime::length(bools); i++) {
-        Root<BoolFlag> flag = bools[i];
-        if (flag->required && !flag->seen) return failed(parse_error(ParseError::MissingFlag, flag->name));
-    }
-    Root<IntFlags> ints = command->int_flags;
-    for (int32_t i = 0; i < runtime::length(ints); i++) {
-        Root<IntFlag> flag = ints[i];
-        if (flag->required && !flag->seen) return failed(parse_error(ParseError::MissingFlag, flag->name));
-    }
-    Root<StringFlags> strings = command->string_flags;
-    for (int32_t i = 0; i < runtime::length(strings); i++) {
-        Root<StringFlag> flag = strings[i];
-        if (flag->required && !flag->seen) return failed(parse_error(ParseError::MissingFlag, flag->name));
-    }
+    string arg_missing, flag_missing;
+    each(command->args, [&](const Root<Arg>& arg) {
+        if (!arg_missing && !arg->seen) arg_missing = string(arg->name);
+    });
+    if (arg_missing) return failed(parse_error(ParseError::MissingArg, arg_missing));
+    auto check = [&](const auto& flag) {
+        if (!flag_missing && flag->required && !flag->seen) flag_missing = string(flag->name);
+    };
+    each(command->bool_flags, check);
+    each(command->int_flags, check);
+    each(command->string_flags, check);
+    if (flag_missing) return failed(parse_error(ParseError::MissingFlag, flag_missing));
     return ok(Status::OkParsed);
 }
 
@@ -583,9 +567,7 @@ void Command::usage() { print(usage_text()); }
 string Command::usage_text() {
     Root<Command> self(this);
     string_builder out = sb_new();
-    if (!is_empty(about_text)) {
-        sb_append(out, cat(name, " - "_t, about_text, "\n\n"_t));
-    }
+    if (!is_empty(about_text)) sb_append(out, cat(name, " - "_t, about_text, "\n\n"_t));
     bool has_children = runtime::length(Root<Commands>(subcommands)) > 0;
     sb_append(out, "Usage: "_t);
     sb_append(out, is_empty(path) ? string(name) : cat(root_name, " "_t, path));
@@ -621,7 +603,8 @@ string Command::usage_text() {
             sb_append(out, cat("  "_t, pad_right(child->name, longest, ' '), "  "_t, child->about_text, "\n"_t));
         }
     }
-    if (has_children || !is_empty(path)) sb_append(out, "\nGlobal options go before the command. Command options go after it.\n"_t);
+    if (has_children || !is_empty(path))
+        sb_append(out, "\nGlobal options go before the command. Command options go after it.\n"_t);
     return sb_build(out);
 }
 
@@ -641,7 +624,7 @@ string format(const ParseError& error) {
         case ParseError::MissingArg: return cat("missing argument: "_t, error.text);
         case ParseError::UnexpectedArg: return cat("unexpected argument: "_t, error.text);
     }
-    return cat("unknown parse error "_t, to_string(int32_t(error.tag)));
+    return "unknown parse error"_t;
 }
 
 }  // namespace stdlib
