@@ -235,47 +235,29 @@ TEST(OptParse, HelpTextLinesUpItsColumns) {
 
 TEST(OptParse, DeclarationFaultsStopTheProgram) {
     test_support::boot();
-    auto dies_with = [](auto declare, const char* message) {
-        EXPECT_EXIT(declare(), testing::ExitedWithCode(1), testing::Eq(std::string("optparse: ") + message + "\n"));
+    // Each declaration runs on a fresh command "p" in a child process.
+    using P = const Root<Command>&;
+    auto dies_with = [](void (*declare)(P), const char* message) {
+        EXPECT_EXIT(declare(command("p"_t)), testing::ExitedWithCode(1),
+                    testing::Eq(std::string("optparse: ") + message + "\n"));
     };
-    dies_with([] { command(""_t); }, "empty command name");
-    dies_with([] { command("-x"_t); }, "invalid command name: -x");
-    dies_with([] { command("p"_t)->bool_flag(""_t, 'e', false, ""_t); }, "empty flag name");
-    dies_with([] { command("p"_t)->bool_flag("help"_t, 0, false, ""_t); }, "duplicate flag --help");
-    dies_with([] { command("p"_t)->int_flag("version"_t, 'n', 0, ""_t); }, "duplicate flag --version");
-    dies_with([] { command("p"_t)->string_flag("x"_t, 'h', ""_t, ""_t); }, "duplicate flag -h");
-    dies_with([] { command("p"_t)->bool_flag("x"_t, 'V', false, ""_t); }, "duplicate flag -V");
-    dies_with(
-        [] {
-            Root<Command> p = command("p"_t);
-            p->bool_flag("same"_t, 's', false, ""_t);
-            p->string_flag("same"_t, 0, ""_t, ""_t);
-        },
-        "duplicate flag --same");
-    dies_with(
-        [] {
-            Root<Command> p = command("p"_t);
-            p->int_flag("one"_t, 's', 0, ""_t);
-            p->bool_flag("two"_t, 's', false, ""_t);
-        },
-        "duplicate flag -s");
-    dies_with(
-        [] {
-            Root<Command> p = command("p"_t);
-            p->subcommand("go"_t, ""_t);
-            p->subcommand("go"_t, ""_t);
-        },
-        "duplicate command name go");
-    dies_with([] { command("p"_t)->subcommand("--go"_t, ""_t); }, "invalid command name: --go");
-    dies_with(
-        [] {
-            Root<Command> p = command("p"_t);
-            p->rest();
-            p->arg("late"_t);
-        },
-        "arg() after rest()");
+    dies_with([](P) { command(""_t); }, "empty command name");
+    dies_with([](P) { command("-x"_t); }, "invalid command name: -x");
+    dies_with([](P p) { p->subcommand("--go"_t, ""_t); }, "invalid command name: --go");
+    dies_with([](P p) { p->bool_flag(""_t, 'e', false, ""_t); }, "empty flag name");
+    dies_with([](P p) { p->bool_flag("help"_t, 0, false, ""_t); }, "duplicate flag --help");
+    dies_with([](P p) { p->int_flag("version"_t, 'n', 0, ""_t); }, "duplicate flag --version");
+    dies_with([](P p) { p->string_flag("x"_t, 'h', ""_t, ""_t); }, "duplicate flag -h");
+    dies_with([](P p) { p->bool_flag("x"_t, 'V', false, ""_t); }, "duplicate flag -V");
+    dies_with([](P p) { p->bool_flag("same"_t, 's', false, ""_t); p->string_flag("same"_t, 0, ""_t, ""_t); },
+              "duplicate flag --same");
+    dies_with([](P p) { p->int_flag("one"_t, 's', 0, ""_t); p->bool_flag("two"_t, 's', false, ""_t); },
+              "duplicate flag -s");
+    dies_with([](P p) { p->subcommand("go"_t, ""_t); p->subcommand("go"_t, ""_t); },
+              "duplicate command name go");
+    dies_with([](P p) { p->rest(); p->arg("late"_t); }, "arg() after rest()");
 
-    // Flags of the same names on different commands, and repeated rest(), are fine.
+    // The same names on different commands, and repeated rest(), are fine.
     Root<Command> p = command("p"_t);
     p->bool_flag("same"_t, 's', false, ""_t);
     p->subcommand("go"_t, ""_t)->bool_flag("same"_t, 's', false, ""_t);
