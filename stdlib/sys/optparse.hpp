@@ -130,9 +130,10 @@ public:
     // The methods below must be called on a command that a handle keeps alive.
     void about(const string& text);
     void version(const string& text);
-    Root<BoolFlag> bool_flag(const string& name, char short_, bool default_, const string& description);
-    Root<IntFlag> int_flag(const string& name, char short_, int32_t default_, const string& description);
-    Root<StringFlag> string_flag(const string& name, char short_, const string& default_,
+    // A short name of 0 declares no short form.
+    Root<BoolFlag> bool_flag(const string& name, char short_name, bool default_value, const string& description);
+    Root<IntFlag> int_flag(const string& name, char short_name, int32_t default_value, const string& description);
+    Root<StringFlag> string_flag(const string& name, char short_name, const string& default_value,
                                  const string& description);
     Root<Arg> arg(const string& name);
     // Takes any number of positional arguments; the same Rest on every call.
