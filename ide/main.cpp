@@ -3,19 +3,41 @@
 #include <unistd.h>
 
 #include "ide/user_prefs.hpp"
+#include "ide/version.hpp"
 #include "kestrum/syntax.hpp"
 #include "runtime/heaps.hpp"
 #include "runtime/machine.hpp"
 #include "runtime/objects.hpp"
+#include "stdlib/io/console.hpp"
+#include "stdlib/sys/optparse.hpp"
 
 namespace {
 
-int32_t nolt_main() {
+int32_t start_ui(const stdlib::string& path) {
+    (void)path;
     if (!isatty(0) || !isatty(1)) {
         fputs("noltide: not a TTY\n", stdout);
         return 1;
     }
     return 0;
+}
+
+// The command line: no options of its own beyond help and version; only the first positional
+// argument counts.
+int32_t nolt_main() {
+    using namespace stdlib;
+    Root<Command> cli = command("noltide"_t);
+    cli->about("In-tree CLI TUI IDE for Nolt (Kestrum)"_t);
+    cli->version(ide::version());
+    Root<Rest> rest = cli->rest();
+    Status status = cli->parse();
+    switch (status.tag) {
+        case Status::OkParsed: return start_ui(rest->len() > 0 ? string(rest->values[0]) : empty_string());
+        case Status::OkHelp:
+        case Status::OkVersion: return 0;
+        case Status::Err: println(format(status.error)); return 2;
+    }
+    return 2;
 }
 
 }  // namespace

@@ -15,3 +15,73 @@ TEST(Noltide, RunsInATerminal) {
     EXPECT_EQ(s.exit_status(), e2e::ExitStatus::exited(0));
     EXPECT_EQ(s.output().find("not a TTY"), std::string::npos);
 }
+
+namespace {
+
+const std::string kHelp =
+    "noltide - In-tree CLI TUI IDE for Nolt (Kestrum)\n"
+    "\n"
+    "Usage: noltide [options] [arguments]\n"
+    "\n"
+    "Options:\n"
+    "  -h, --help              Show this help\n"
+    "  -V, --version           Show version\n";
+const std::string kHint = " (short flags are one character; long flags start with --)";
+
+e2e::Captured run(std::vector<std::string> args) {
+    return e2e::run_piped(NOLTIDE_BIN, e2e::Options().with_args(std::move(args)));
+}
+
+void expect_run(std::vector<std::string> args, const std::string& out, int status) {
+    auto r = run(args);
+    EXPECT_EQ(r.out, out) << args[0];
+    EXPECT_EQ(r.err, "") << args[0];
+    EXPECT_EQ(r.status, e2e::ExitStatus::exited(status)) << args[0];
+}
+
+}  // namespace
+
+TEST(NoltideCommandLine, HelpAndVersionPrintTheirTextAndSucceed) {
+    expect_run({"--help"}, kHelp, 0);
+    expect_run({"-h"}, kHelp, 0);
+    expect_run({"file.nolt", "-h"}, kHelp, 0);
+    expect_run({"--version"}, "noltide 0.1.0\n", 0);
+    expect_run({"-V"}, "noltide 0.1.0\n", 0);
+    expect_run({"-V", "--help"}, "noltide 0.1.0\n", 0);
+}
+
+TEST(NoltideCommandLine, MistakesPrintOneLineAndExitWithTwo) {
+    expect_run({"--nonsense"}, "unknown flag: --nonsense\n", 2);
+    expect_run({"-x"}, "unknown flag: -x\n", 2);
+    expect_run({"-xyz"}, "invalid flag: -xyz" + kHint + "\n", 2);
+    expect_run({"main.nolt", "--help", "--nonsense"}, "unknown flag: --nonsense\n", 2);
+}
+
+TEST(NoltideCommandLine, PositionalArgumentsGoToTheUi) {
+    // Extra paths are ignored, and behind "--" even a flag's spelling is a path.
+    expect_run({"a", "b", "c"}, "noltide: not a TTY\n", 1);
+    expect_run({"--", "--help"}, "noltide: not a TTY\n", 1);
+    expect_run({"--", "-xyz", "-"}, "noltide: not a TTY\n", 1);
+}
+
+TEST(NoltideCommandLine, EarlyExitsLeaveTheTerminalAlone) {
+    struct Case {
+        const char* arg;
+        std::string out;
+        int status;
+    };
+    const Case cases[] = {
+        {"--version", "noltide 0.1.0\n", 0},
+        {"-h", kHelp, 0},
+        {"--nonsense", "unknown flag: --nonsense\n", 2},
+    };
+    for (const Case& c : cases) {
+        e2e::Session s(NOLTIDE_BIN, e2e::Options().with_args({c.arg}));
+        ASSERT_TRUE(s.wait_exit()) << c.arg;
+        EXPECT_EQ(s.exit_status(), e2e::ExitStatus::exited(c.status)) << c.arg;
+        std::string expected;
+        for (char ch : c.out) expected += ch == '\n' ? std::string("\r\n") : std::string(1, ch);
+        EXPECT_EQ(s.output(), expected) << "nothing but the text, no terminal sequence, for " << c.arg;
+        EXPECT_FALSE(s.alt_screen()) << c.arg;
+    }
+}
