@@ -1,12 +1,13 @@
 // Configuration documents: parsing one of the largest size accepted (1024 pairs, spread over
 // tables, arrays and inline tables as real files are) and looking keys up in it.
+#include "stdlib/encoding/toml.hpp"
+
 #include <benchmark/benchmark.h>
 
 #include <string>
 
 #include "runtime/machine.hpp"
 #include "runtime/objects.hpp"
-#include "stdlib/encoding/toml.hpp"
 
 using namespace stdlib;
 
@@ -32,7 +33,8 @@ string full_document() {
         text += "\n[section_" + std::to_string(t) + "]\n";
         for (int k = 0; k < 10; k++) {
             std::string key = "key_" + std::to_string(k);
-            text += k % 3 ? key + " = " + std::to_string(t * 100 + k) + "\n" : key + " = \"value " + std::to_string(k) + "\"\n";
+            text += k % 3 ? key + " = " + std::to_string(t * 100 + k) + "\n"
+                          : key + " = \"value " + std::to_string(k) + "\"\n";
         }
         text += "list = [\"a\", \"b\", 3, 4.5]  # four\n";
         text += "geom = {width = 80}\n";

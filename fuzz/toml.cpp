@@ -1,13 +1,14 @@
 // Reads arbitrary bytes as a configuration document. A document that parses is written back with
 // the writer (every pair whose key the writer can spell: bare segments joined by dots) and read
 // again; the same pairs must come back in the same order.
+#include "stdlib/encoding/toml.hpp"
+
 #include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
 
 #include "fuzz/boot.hpp"
 #include "stdlib/core/chars.hpp"
-#include "stdlib/encoding/toml.hpp"
 
 using namespace stdlib;
 

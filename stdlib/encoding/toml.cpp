@@ -251,9 +251,12 @@ struct Scanner {
     // Blanks, line feeds and comments, as between the elements of an inline array.
     void skip_gap() {
         while (pos < end) {
-            if (is_blank(src[pos]) || src[pos] == '\n') pos++;
-            else if (src[pos] == '#') skip_to_line_end();
-            else break;
+            if (is_blank(src[pos]) || src[pos] == '\n')
+                pos++;
+            else if (src[pos] == '#')
+                skip_to_line_end();
+            else
+                break;
         }
     }
 
@@ -428,8 +431,7 @@ bool Scanner::inline_table(const string& key, int32_t depth) {
         for (int32_t i = 0; i < seen_count; i++)
             if (same_bytes(seen->data()[i].get(), c_str(member), length(member)))
                 return fail(glue("toml: duplicate key in inline table '"_t, member, "'"_t));
-        if (seen_count == MAX_INLINE_TABLE_PAIRS)
-            return fail(CAPACITY, "toml: inline table exceeds 128 pairs"_t, pos);
+        if (seen_count == MAX_INLINE_TABLE_PAIRS) return fail(CAPACITY, "toml: inline table exceeds 128 pairs"_t, pos);
         if (!seen) seen = Texts::make(MAX_INLINE_TABLE_PAIRS);
         seen[seen_count++] = member;
         skip_blanks();
@@ -599,15 +601,13 @@ Option<string> toml_get(const string_array& keys, const string_array& values, in
     return Some(string(values[found.unwrap()]));
 }
 
-Option<int32_t> toml_get_int(const string_array& keys, const string_array& values, int32_t count,
-                             const string& key) {
+Option<int32_t> toml_get_int(const string_array& keys, const string_array& values, int32_t count, const string& key) {
     Option<string> value = toml_get(keys, values, count, key);
     if (value.is_none()) return None;
     return str_to_int(value.unwrap());
 }
 
-Option<bool> toml_get_bool(const string_array& keys, const string_array& values, int32_t count,
-                           const string& key) {
+Option<bool> toml_get_bool(const string_array& keys, const string_array& values, int32_t count, const string& key) {
     Option<string> value = toml_get(keys, values, count, key);
     if (value.is_none()) return None;
     return Some(value.unwrap() && value.unwrap()->equals("true"));
@@ -653,8 +653,8 @@ int32_t toml_array_count(const string_array& keys, int32_t count, const string& 
     return largest < 0 ? 0 : largest + 1 > INT32_MAX ? INT32_MAX : int32_t(largest + 1);
 }
 
-Option<string> toml_array_get(const string_array& keys, const string_array& values, int32_t count,
-                              const string& name, int32_t index, const string& field) {
+Option<string> toml_array_get(const string_array& keys, const string_array& values, int32_t count, const string& name,
+                              int32_t index, const string& field) {
     return toml_get(keys, values, count, glue(name, glue("."_t, to_string(index), "."_t), field));
 }
 

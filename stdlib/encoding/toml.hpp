@@ -64,10 +64,8 @@ string toml_array_item_doc_or(const toml_doc& doc, const string& key, int32_t in
 
 Option<string> toml_get(const string_array& keys, const string_array& values, int32_t count, const string& key);
 // Reads a 32-bit decimal prefix of the value: `12.5` gives 12, `0x10` gives 0.
-Option<int32_t> toml_get_int(const string_array& keys, const string_array& values, int32_t count,
-                             const string& key);
-Option<bool> toml_get_bool(const string_array& keys, const string_array& values, int32_t count,
-                           const string& key);
+Option<int32_t> toml_get_int(const string_array& keys, const string_array& values, int32_t count, const string& key);
+Option<bool> toml_get_bool(const string_array& keys, const string_array& values, int32_t count, const string& key);
 string toml_get_or(const string_array& keys, const string_array& values, int32_t count, const string& key,
                    const string& fallback);
 int32_t toml_get_int_or(const string_array& keys, const string_array& values, int32_t count, const string& key,
@@ -79,8 +77,8 @@ bool toml_has_key(const string_array& keys, const string_array& values, int32_t 
 // `name.` plus one, 0 if none.
 int32_t toml_array_count(const string_array& keys, int32_t count, const string& name);
 // The value of `name.index.field`.
-Option<string> toml_array_get(const string_array& keys, const string_array& values, int32_t count,
-                              const string& name, int32_t index, const string& field);
+Option<string> toml_array_get(const string_array& keys, const string_array& values, int32_t count, const string& name,
+                              int32_t index, const string& field);
 
 // ---- Writing ------------------------------------------------------------------------------
 // Keys and table names are written as given, never quoted.

@@ -1,7 +1,7 @@
-// Differential test: seeded random documents inside the common ground of this dialect and TOML 1.0
-// are read by the codec and by Python's tomllib, and the flat keys and values must agree. Python
-// flattens its tree the way the codec spells keys and prints every leaf in a canonical form; bare
-// values that the codec kept as source text are canonicalised by a second Python pass.
+// Differential test: seeded random documents on the common ground of this dialect and TOML 1.0 are
+// read by the codec and by Python's tomllib. Python flattens its tree the way the codec spells keys
+// and prints each leaf in a canonical form; the bare values that the codec keeps as source text are
+// canonicalised by a second Python pass.
 #include <gtest/gtest.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -10,7 +10,6 @@
 #include <fstream>
 #include <map>
 #include <random>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -21,12 +20,13 @@ using namespace stdlib;
 
 namespace {
 
+// Reads documents separated by zero bytes; answers, for each, "OK" or "ERR" and its leaves as
+// \1 key \2 canonical value, closed by a zero byte.
 const char* const kFlattener = R"PY(
 import sys, tomllib
 def canon(v):
-    if isinstance(v, bool): return 'b:' + ('true' if v else 'false')
-    if isinstance(v, int): return 'i:%d' % v
-    if isinstance(v, float): return 'f:' + repr(v)
+    if isinstance(v, bool): return 'b:%s' % v
+    if isinstance(v, (int, float)): return 'n:%r' % v
     if isinstance(v, str): return 's:' + v
     return 'd:' + v.isoformat()
 def flat(path, v, out):
@@ -34,176 +34,135 @@ def flat(path, v, out):
         for k, x in v.items(): flat(path + [k], x, out)
     elif isinstance(v, list):
         for i, x in enumerate(v): flat(path + [str(i)], x, out)
-        out.append(('.'.join(path + ['#len']), 'i:%d' % len(v)))
+        out.append('.'.join(path + ['#len']) + '\2n:%d' % len(v))
     else:
-        out.append(('.'.join(path), canon(v)))
-for line in open(sys.argv[1]):
-    try:
-        doc = tomllib.loads(bytes.fromhex(line.strip()).decode('utf-8'))
-    except Exception:
-        print('ERR'); continue
-    out = []
-    flat([], doc, out)
-    print(' '.join(['OK'] + [k.encode().hex() + ':' + v.encode().hex() for k, v in out]))
+        out.append('.'.join(path) + '\2' + canon(v))
+for text in open(sys.argv[1], 'rb').read().split(b'\0')[:-1]:
+    out = ['OK']
+    try: flat([], tomllib.loads(text.decode()), out)
+    except tomllib.TOMLDecodeError: out = ['ERR']
+    sys.stdout.buffer.write('\1'.join(out).encode() + b'\0')
 )PY";
-
-using Leaves = std::map<std::string, std::string>;
-struct Verdict {
-    bool ok = false;
-    Leaves leaves;
-};
-
-std::string hex(const std::string& s) {
-    static const char digits[] = "0123456789abcdef";
-    std::string out;
-    for (unsigned char c : s) out += {digits[c >> 4], digits[c & 15]};
-    return out;
-}
-
-std::string unhex(const std::string& s) {
-    std::string out;
-    for (size_t i = 0; i + 1 < s.size(); i += 2) out += char(std::stoi(s.substr(i, 2), nullptr, 16));
-    return out;
-}
 
 std::string python() { return access("/usr/bin/python3", X_OK) == 0 ? "/usr/bin/python3" : "python3"; }
 
-// Runs the flattener over the documents, one verdict per document.
+struct Verdict {
+    bool ok = false;
+    std::map<std::string, std::string> leaves;
+};
+
+// Python's reading of each document.
 std::vector<Verdict> reference(const std::vector<std::string>& docs) {
     char dir[] = "/tmp/toml-reference-XXXXXX";
     if (!mkdtemp(dir)) return {};
-    std::string script = std::string(dir) + "/flatten.py", input = std::string(dir) + "/docs";
+    std::string script = std::string(dir) + "/flatten.py", input = std::string(dir) + "/docs", answer;
     std::ofstream(script) << kFlattener;
-    {
-        std::ofstream out(input);
-        for (auto& doc : docs) out << hex(doc) << "\n";
-    }
-    std::vector<Verdict> verdicts;
+    std::ofstream out(input, std::ios::binary);
+    for (auto& doc : docs) out << doc << '\0';
+    out.close();
     if (FILE* pipe = popen((python() + " " + script + " " + input).c_str(), "r")) {
-        std::string line;
-        for (int c; (c = fgetc(pipe)) != EOF;) {
-            if (c != '\n') {
-                line += char(c);
-                continue;
-            }
-            Verdict verdict;
-            verdict.ok = line.rfind("OK", 0) == 0;
-            for (size_t at = 3; verdict.ok && at < line.size();) {
-                size_t colon = line.find(':', at), space = line.find(' ', colon);
-                if (space == std::string::npos) space = line.size();
-                verdict.leaves[unhex(line.substr(at, colon - at))] = unhex(line.substr(colon + 1, space - colon - 1));
-                at = space + 1;
-            }
-            verdicts.push_back(verdict);
-            line.clear();
-        }
+        char chunk[4096];
+        for (size_t n; (n = fread(chunk, 1, sizeof chunk, pipe)) > 0;) answer.append(chunk, n);
         pclose(pipe);
     }
     unlink(script.c_str());
     unlink(input.c_str());
     rmdir(dir);
+    std::vector<Verdict> verdicts;
+    for (size_t at = 0, end; (end = answer.find('\0', at)) != std::string::npos; at = end + 1) {
+        std::string record = answer.substr(at, end - at);
+        Verdict verdict{record.rfind("OK", 0) == 0, {}};
+        for (size_t leaf = record.find('\1'), next; leaf != std::string::npos; leaf = next) {
+            next = record.find('\1', leaf + 1);
+            std::string pair = record.substr(leaf + 1, next - leaf - 1);
+            verdict.leaves[pair.substr(0, pair.find('\2'))] = pair.substr(pair.find('\2') + 1);
+        }
+        verdicts.push_back(verdict);
+    }
     return verdicts;
 }
 
-// Documents that both readers must take the same way: fresh names everywhere, so that TOML's
-// redefinition rules never apply, and no construct on which the two differ.
+// Scalars both readers accept, as templates: D digit, N digit 1-9, d nothing or one more digit
+// with or without "_" before it, H O B hex, octal and binary digits, S a sign or none, M month,
+// A day, h hour, m minute or second, T date-time separator, Z UTC mark, c a piece of a quoted
+// string, L a piece of a single-quoted one; anything else stands.
+std::vector<std::string> split(const std::string& list) {
+    std::vector<std::string> out(1);
+    for (char c : list)
+        if (c == '|') out.emplace_back();
+        else out.back() += c;
+    return out;
+}
+
+const std::vector<std::string> kScalars = split(
+    "true|false|SD|SNddd|0xHH_Hd|0oOO_O|0bB_BB|SNd.Ddd|S0.DdeD|SNdESDd|SD.De-DD|Sinf|Snan|19DD-M-A|h:m:m|h:m:m.DDD|"
+    "19DD-M-ATh:m:mZ|19DD-M-ATh:m:m.DDDDDDDD+h:m|19DD-M-ATh:m:m-h:m|19DD-M-ATh:m:m|\"cccccc\"|\"c\"|\"\"|'LLLL'|''");
+// Scalars both readers refuse.
+const std::vector<std::string> kRefused = split(
+    "007|1__0|_1|1_|0X10|+0x10|1.|.5|1e|tru|nan1|0b2|0o8|--1|2024-13-01|1979-05-27T25:00:00|\"\\q\"|\"\\u00\"|1 2");
+
+// Documents with fresh names everywhere, so that TOML's rules on redefinition never apply.
 struct Generator {
     std::mt19937 rng;
     int fresh = 0;
-    bool spoil = false;  // put one value into the document that both must refuse
+    bool spoil = false;  // one scalar of the document is to be one that both refuse
     std::vector<std::string> table_arrays;
 
     explicit Generator(uint32_t seed) : rng(seed) {}
     int pick(int n) { return int(rng() % uint32_t(n)); }
     template <size_t N>
-    const char* one_of(const char* const (&items)[N]) {
+    std::string one_of(const char* const (&items)[N]) {
         return items[pick(N)];
     }
-
-    std::string digits(int base, int count, bool underscores) {
-        static const char set[] = "0123456789abcdefABCDEF";
-        std::string out;
-        for (int i = 0; i < count; i++) {
-            if (i > 0 && underscores && pick(4) == 0) out += '_';
-            int d = pick(base);
-            if (base == 16 && d >= 10 && pick(2)) d += 6;
-            out += set[i == 0 && base == 10 && count > 1 ? 1 + pick(9) : d];
-        }
-        return out;
+    std::string two(int limit, int from = 0) {
+        int v = from + pick(limit - from);
+        return {char('0' + v / 10), char('0' + v % 10)};
     }
-    static std::string two(int v) { return std::string{char('0' + v / 10), char('0' + v % 10)}; }
-    std::string time() {
-        std::string t = two(pick(24)) + ":" + two(pick(60)) + ":" + two(pick(60));
-        if (pick(3) == 0) t += "." + digits(10, 1 + pick(8), false);
-        return t;
-    }
-    std::string date() { return "19" + two(pick(100)) + "-" + two(1 + pick(12)) + "-" + two(1 + pick(28)); }
-    std::string sign() { return one_of({"", "+", "-"}); }
 
     std::string scalar() {
         if (spoil && pick(6) == 0) {
             spoil = false;
-            static const char* const bad[] = {"007", "1__0", "_1", "1_", "0X10", "+0x10", "1.", ".5", "1e", "tru",
-                                              "nan1", "0b2", "0o8", "--1", "2024-13-01", "1979-05-27T25:00:00",
-                                              "\"\\q\"", "\"\\u00\"", "1 2"};
-            return one_of(bad);
+            return kRefused[pick(int(kRefused.size()))];
         }
-        switch (pick(9)) {
-            case 0: return pick(2) ? "true" : "false";
-            case 1: return sign() + (pick(5) ? digits(10, 1 + pick(12), true) : "0");
-            case 2: {
-                static const int bases[] = {16, 8, 2};
-                int base = bases[pick(3)];
-                return std::string(base == 16 ? "0x" : base == 8 ? "0o" : "0b") + digits(base, 1 + pick(10), true);
-            }
-            case 3: {
-                std::string f = sign() + (pick(4) ? digits(10, 1 + pick(5), true) : "0");
-                if (pick(3)) f += "." + digits(10, 1 + pick(6), true);
-                if (f.find('.') == std::string::npos || pick(3) == 0)
-                    f += one_of({"e", "E"}) + sign() + digits(10, 1 + pick(2), false);
-                return pick(8) ? f : sign() + one_of({"inf", "nan"});
-            }
-            case 4:
-                switch (pick(4)) {
-                    case 0: return date();
-                    case 1: return time();
-                    default: {
-                        std::string offset = pick(2) ? one_of({"Z", "z", ""})
-                                                     : one_of({"+", "-"}) + two(pick(24)) + ":" + two(pick(60));
-                        return date() + one_of({"T", "t", " "}) + time() + offset;
-                    }
-                }
-            case 5: {
-                std::string s = "'";
-                for (int i = pick(8); i > 0; i--) s += one_of({"a", "Z", " ", "#", "\"", "\xc3\xa9", "\t", "=", "}"});
-                return s + "'";
-            }
-            default: {
-                std::string s = "\"";
-                for (int i = pick(10); i > 0; i--)
-                    s += one_of({"a", "9", " ", "#", "'", ",", "]", "}", "\xe2\x86\x92", "\t", "\\n", "\\t", "\\r",
-                                 "\\\\", "\\\""});
-                return s + "\"";
+        std::string out;
+        for (char t : kScalars[pick(int(kScalars.size()))]) {
+            switch (t) {
+                case 'D': out += char('0' + pick(10)); break;
+                case 'N': out += char('1' + pick(9)); break;
+                case 'd': out += one_of({"", "", "0", "_7", "5"}); break;
+                case 'H': out += "0123456789abcdefABCDEF"[pick(22)]; break;
+                case 'O': out += char('0' + pick(8)); break;
+                case 'B': out += char('0' + pick(2)); break;
+                case 'S': out += one_of({"", "+", "-"}); break;
+                case 'M': out += two(13, 1); break;
+                case 'A': out += two(29, 1); break;
+                case 'h': out += two(24); break;
+                case 'm': out += two(60); break;
+                case 'T': out += one_of({"T", "t", " "}); break;
+                case 'Z': out += one_of({"Z", "z"}); break;
+                case 'c':
+                    out += one_of(
+                        {"a", " ", "#", "'", ",", "]", "}", "\xe2\x86\x92", "\t", "\\n", "\\t", "\\r", "\\\\", "\\\""});
+                    break;
+                case 'L': out += one_of({"a", " ", "#", "\"", "\xc3\xa9", "\t", "=", "}"}); break;
+                default: out += t;
             }
         }
+        return out;
     }
 
-    std::string segment() {
-        std::string name = "k" + std::to_string(fresh++);
-        switch (pick(6)) {
-            case 0: return "\"" + name + " q\xc3\xa9\\t\"";
-            case 1: return "'" + name + " lit'";
-            case 2: return name + "-x_y";
-            default: return name;
-        }
-    }
     std::string key() {
-        std::string k = segment();
-        for (int n = pick(4) == 0 ? 1 + pick(2) : 0; n > 0; n--) k += (pick(3) ? "." : " . ") + segment();
+        std::string k;
+        for (int n = pick(4) ? 1 : 2 + pick(2); n > 0; n--) {
+            std::string name = "k" + std::to_string(fresh++);
+            k += k.empty() ? "" : pick(2) ? "." : " . ";
+            k += one_of({"N", "N", "N-x_y", "\"N q\xc3\xa9\\t\"", "'N lit'"});
+            k.replace(k.rfind('N'), 1, name);
+        }
         return k;
     }
 
-    // A value; inside an inline table everything stays on one line.
+    // A scalar, an inline table (on one line) or an inline array, which may span lines.
     std::string value(int depth, bool one_line) {
         int kind = depth < 3 ? pick(8) : 0;
         if (kind == 6) {
@@ -213,34 +172,31 @@ struct Generator {
         }
         if (kind != 7) return scalar();
         std::string a = "[", gap = one_line ? " " : one_of({" ", "", "\n  ", " # note\n  ", "\t"});
-        int n = pick(5);
-        for (int i = 0; i < n; i++) a += gap + value(depth + 1, one_line) + (i + 1 < n ? "," : "");
-        if (n > 0 && pick(3) == 0) a += ",";
-        return a + (n ? gap : "") + "]";
+        for (int i = 0, n = pick(5); i < n; i++)
+            a += gap + value(depth + 1, one_line) + (i + 1 < n || pick(3) == 0 ? "," : "");
+        return a + gap + "]";
     }
 
     std::string document() {
         std::string doc;
         spoil = pick(8) == 0;
-        for (int line = 0, lines = 2 + pick(14); line < lines; line++) {
-            switch (pick(10)) {
-                case 0: doc += one_of({"# comment [x] = 1\n", "\n", "  \t\n"}); break;
-                case 1: {
-                    std::string name = "t" + std::to_string(fresh++);
-                    if (pick(3) == 0) name += ".t" + std::to_string(fresh++);
-                    doc += "[" + name + "]" + one_of({"", " # header"}) + "\n";
-                    break;
-                }
-                case 2:
-                    if (table_arrays.empty() || pick(2)) table_arrays.push_back("a" + std::to_string(fresh++));
-                    doc += "[[" + table_arrays[pick(int(table_arrays.size()))] + "]]\n";
-                    break;
-                default:
-                    doc += std::string(one_of({"", "  ", "\t"})) + key() + one_of({" = ", "=", " =\t"}) +
-                           value(0, false) + one_of({"\n", " # trailing\n", "\n", "  \n"});
+        for (int lines = 2 + pick(14); lines > 0; lines--) {
+            int kind = pick(10);
+            if (kind == 0) {
+                doc += one_of({"# comment [x] = 1\n", "\n", "  \t\n"});
+            } else if (kind == 1) {
+                std::string name = "t" + std::to_string(fresh++);
+                if (pick(3) == 0) name += ".u" + std::to_string(fresh++);
+                doc += "[" + name + "]" + one_of({"\n", " # header\n"});
+            } else if (kind == 2) {
+                if (table_arrays.empty() || pick(2)) table_arrays.push_back("a" + std::to_string(fresh++));
+                doc += "[[" + table_arrays[pick(int(table_arrays.size()))] + "]]\n";
+            } else {
+                doc += one_of({"", "  ", "\t"}) + key() + one_of({" = ", "=", " =\t"}) + value(0, false) +
+                       one_of({"\n", " # trailing\n", "  \n"});
             }
         }
-        return pick(4) && !doc.empty() ? doc : doc + "last = 1";
+        return pick(4) ? doc : doc + "last = 1";
     }
 };
 
@@ -261,41 +217,35 @@ TEST(TomlReference, AgreesWithTomllibOnTheCommonGround) {
     std::vector<Verdict> verdicts = reference(docs);
     ASSERT_EQ(verdicts.size(), docs.size()) << "the reference reader did not answer for every document";
 
-    // Codec values whose Python form is not a string go through Python once more as `v = TEXT`.
     std::vector<std::string> bare, expected, where;
-    int accepted = 0, refused = 0;
+    int accepted = 0;
     for (size_t i = 0; i < docs.size(); i++) {
         Result<TomlDoc, Error> ours = toml_parse_doc(from_bytes(docs[i].data(), (int32_t)docs[i].size()));
         std::string context = "document " + std::to_string(i + 1) + ":\n" + docs[i];
-        ASSERT_EQ(ours.is_ok(), verdicts[i].ok)
-            << context << "\n" << (ours.is_err() ? c_str(ours.unwrap_err()->message) : "accepted by the codec");
-        if (!ours.is_ok()) {
-            refused++;
-            continue;
-        }
+        ASSERT_EQ(ours.is_ok(), verdicts[i].ok) << context << "\n"
+                                                << (ours.is_err() ? c_str(ours.unwrap_err()->message) : "");
+        if (ours.is_err()) continue;
         accepted++;
-        Leaves theirs = verdicts[i].leaves;
+        // An array of tables has no length marker here.
+        auto theirs = verdicts[i].leaves;
         for (auto& name : arrays_of_tables[i]) theirs.erase(name + ".#len");
         const toml_doc& doc = ours.unwrap_ok();
-        std::set<std::string> keys;
+        ASSERT_EQ(size_t(doc->count), theirs.size()) << context;
         for (int32_t p = 0; p < doc->count; p++) {
             string k = doc->keys[p], v = doc->values[p];
-            std::string key(c_str(k), (size_t)length(k)), value(c_str(v), (size_t)length(v));
-            ASSERT_TRUE(keys.insert(key).second) << context << "\nrepeated key " << key;
-            auto found = theirs.find(key);
-            ASSERT_NE(found, theirs.end()) << context << "\nkey only in the codec: " << key;
-            if (found->second.rfind("s:", 0) == 0) {
-                EXPECT_EQ(value, found->second.substr(2)) << context << "\nat " << key;
+            std::string key(c_str(k), size_t(length(k))), value(c_str(v), size_t(length(v)));
+            ASSERT_EQ(theirs.count(key), 1u) << context << "\nkey only in the codec: " << key;
+            if (theirs[key].rfind("s:", 0) == 0) {
+                EXPECT_EQ("s:" + value, theirs[key]) << context << "\nat " << key;
             } else {
                 bare.push_back("v = " + value);
-                expected.push_back(found->second);
+                expected.push_back(theirs[key]);
                 where.push_back(context + "\nat " + key);
             }
         }
-        EXPECT_EQ(keys.size(), theirs.size()) << context;
     }
     EXPECT_GT(accepted, 300);
-    EXPECT_GT(refused, 20);
+    EXPECT_LT(accepted, 390);
 
     std::vector<Verdict> scalars = reference(bare);
     ASSERT_EQ(scalars.size(), bare.size());

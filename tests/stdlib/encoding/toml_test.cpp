@@ -26,8 +26,7 @@ toml_doc parse(const std::string& source) {
 Pairs pairs_of(const std::string& source) {
     toml_doc doc = parse(source);
     Pairs pairs;
-    for (int32_t i = 0; doc && i < doc->count; i++)
-        pairs.emplace_back(std_of(doc->keys[i]), std_of(doc->values[i]));
+    for (int32_t i = 0; doc && i < doc->count; i++) pairs.emplace_back(std_of(doc->keys[i]), std_of(doc->values[i]));
     return pairs;
 }
 
@@ -36,8 +35,18 @@ std::string failure(const std::string& source, int32_t capacity = max_entries())
     Result<TomlDoc, Error> result = toml_parse_doc_sized(text_of(source), capacity);
     if (result.is_ok()) return "ok";
     const Root<Error>& e = result.unwrap_err();
-    const char* kind = e->kind == ErrorKind::InvalidInput ? "InvalidInput" : e->kind == ErrorKind::OutOfRange ? "OutOfRange" : "?";
+    const char* kind = e->kind == ErrorKind::InvalidInput ? "InvalidInput"
+                       : e->kind == ErrorKind::OutOfRange ? "OutOfRange"
+                                                          : "?";
     return std::string(kind) + ": " + std_of(e->message);
+}
+
+std::vector<std::string> pieces(const std::string& list) {
+    std::vector<std::string> out(1);
+    for (char c : list)
+        if (c == '|') out.emplace_back();
+        else out.back() += c;
+    return out;
 }
 
 std::string repeat(const std::string& piece, int n) {
@@ -52,12 +61,11 @@ TEST(Toml, FlattensTablesArraysOfTablesAndInlineValues) {
     EXPECT_EQ(pairs_of("# only\n\n  \t# comments\n"), Pairs{});
     EXPECT_EQ(pairs_of("a = 1"), pairs_of("a = 1\n"));
 
-    Pairs expected = {{"top", "1"},     {"a.b", "2"},         {"q.r", "3"},      {"t.k", "x"},
-                      {"t.k", "y"},     {" a .k", "4"},       {"\"x\".k", "5"},  {"arr.0.n", "6"},
-                      {"arr.1.n", "7"}, {"arr.x.y.m", "8"},   {"plain", "9"},    {"n.0.0", "1"},
-                      {"n.0.1", "2"},   {"n.0.#len", "2"},    {"n.1.0", "3"},    {"n.1.#len", "1"},
-                      {"n.#len", "2"},  {"o.0.x", "1"},       {"o.1.x", "2"},    {"o.#len", "2"},
-                      {"e.#len", "0"},  {"it.p.q", "s"},      {"it.arr.0", "1"}, {"it.arr.#len", "1"}};
+    Pairs expected = {{"top", "1"},      {"a.b", "2"},     {"q.r", "3"},      {"t.k", "x"},        {"t.k", "y"},
+                      {" a .k", "4"},    {"\"x\".k", "5"}, {"arr.0.n", "6"},  {"arr.1.n", "7"},    {"arr.x.y.m", "8"},
+                      {"plain", "9"},    {"n.0.0", "1"},   {"n.0.1", "2"},    {"n.0.#len", "2"},   {"n.1.0", "3"},
+                      {"n.1.#len", "1"}, {"n.#len", "2"},  {"o.0.x", "1"},    {"o.1.x", "2"},      {"o.#len", "2"},
+                      {"e.#len", "0"},   {"it.p.q", "s"},  {"it.arr.0", "1"}, {"it.arr.#len", "1"}};
     EXPECT_EQ(pairs_of("top = 1\n"
                        "a . b = 2\n"
                        "\"q\".r = 3 # dotted keys are normalised\n"
@@ -112,17 +120,15 @@ TEST(Toml, KeepsBareValueTextAndDecodesQuotedValues) {
 
 TEST(Toml, AcceptsOnlyTheScalarsOfTheDialect) {
     test_support::boot();
-    for (const char* value : {"true", "false", "0", "+0", "-0", "42", "1_000", "0xDEAD_beef", "0o17", "0b1_0",
-                              "1.5", "-0.0", "1e5", "1E-0_5", "6.02e+23", "inf", "+nan", "2024-02-31",
-                              "1979-05-27", "2024-01-01T10:00:00+01:00", "1979-05-27 07:32:00Z",
-                              "1979-05-27t07:32:00.999z", "10:00:00.5", "23:59:60"})
-        EXPECT_EQ(failure(std::string("a = ") + value), "ok") << value;
-    for (const char* value : {"+0x10", "0X10", "007", "0_0", "1__0", "_1", "1_", "0x", "1.", ".5", "1e", "01.5",
-                              "TRUE", "nan1", "2024-13-01", "2024-01-00", "12:00", "24:00:00", "10:00:00Z",
-                              "1979-05-27T07:32:00+24:00", "1979-05-27T07:32", "1979-05-2712", "1 2", "+"})
-        EXPECT_EQ(failure(std::string("a = ") + value), std::string("InvalidInput: toml: invalid value '") + value +
-                                                            "' at position 4")
-            << value;
+    const char* good =
+        "true|false|0|+0|-0|42|1_000|0xDEAD_beef|0o17|0b1_0|1.5|-0.0|1e5|1E-0_5|6.02e+23|inf|+nan|2024-02-31|"
+        "1979-05-27|2024-01-01T10:00:00+01:00|1979-05-27 07:32:00Z|1979-05-27t07:32:00.999z|10:00:00.5|23:59:60";
+    const char* bad =
+        "+0x10|0X10|007|0_0|1__0|_1|1_|0x|1.|.5|1e|01.5|TRUE|nan1|2024-13-01|2024-01-00|12:00|24:00:00|10:00:00Z|"
+        "1979-05-27T07:32:00+24:00|1979-05-27T07:32|1979-05-2712|1 2|+";
+    for (const std::string& value : pieces(good)) EXPECT_EQ(failure("a = " + value), "ok") << value;
+    for (const std::string& value : pieces(bad))
+        EXPECT_EQ(failure("a = " + value), "InvalidInput: toml: invalid value '" + value + "' at position 4");
 }
 
 TEST(Toml, ReportsEachFaultWithItsPosition) {
@@ -167,7 +173,8 @@ TEST(Toml, ReportsEachFaultWithItsPosition) {
 TEST(Toml, HoldsEveryLimitAtItsBoundary) {
     test_support::boot();
     EXPECT_EQ(failure("a = " + repeat("[", 32) + repeat("]", 32)), "ok");
-    EXPECT_EQ(failure("a = " + repeat("[", 33) + repeat("]", 33)), "InvalidInput: toml: nesting too deep (max 32) at position 36");
+    EXPECT_EQ(failure("a = " + repeat("[", 33) + repeat("]", 33)),
+              "InvalidInput: toml: nesting too deep (max 32) at position 36");
     EXPECT_EQ(failure("a = " + repeat("{x = ", 32) + "1" + repeat("}", 32)), "ok");
     EXPECT_EQ(failure("a = " + repeat("[{x = ", 17) + "1" + repeat("}]", 17)),
               "InvalidInput: toml: nesting too deep (max 32) at position 100");
@@ -189,24 +196,27 @@ TEST(Toml, HoldsEveryLimitAtItsBoundary) {
     std::string tables;
     for (int i = 0; i < 64; i++) tables += "[[t" + std::to_string(i) + "]]\n[[t0]]\n";
     EXPECT_EQ(failure(tables), "ok");
-    EXPECT_EQ(failure(tables + "[[t64]]"), "OutOfRange: toml: exceeded capacity of 64 unique table arrays at position " +
-                                               std::to_string(tables.size() + 7));
+    EXPECT_EQ(failure(tables + "[[t64]]"),
+              "OutOfRange: toml: exceeded capacity of 64 unique table arrays at position " +
+                  std::to_string(tables.size() + 7));
 
     std::string inline_table = "a = {";
     for (int i = 0; i < 128; i++) inline_table += (i ? ", k" : "k") + std::to_string(i) + " = 1";
     EXPECT_EQ(failure(inline_table + "}"), "ok");
-    EXPECT_EQ(failure(inline_table + ", k0 = 2}"), "InvalidInput: toml: duplicate key in inline table 'k0' at position " +
-                                                       std::to_string(inline_table.size() + 4));
+    EXPECT_EQ(failure(inline_table + ", k0 = 2}"),
+              "InvalidInput: toml: duplicate key in inline table 'k0' at position " +
+                  std::to_string(inline_table.size() + 4));
     EXPECT_EQ(failure(inline_table + ", z = 2}"), "OutOfRange: toml: inline table exceeds 128 pairs at position " +
                                                       std::to_string(inline_table.size() + 3));
 }
 
 TEST(Toml, ReadsNumbersAndArrayShapesWithoutFailing) {
     test_support::boot();
-    toml_doc doc = parse("max = 2147483647\nmin = -2147483648\nover = 2147483648\nunder = -2147483649\n"
-                         "spaced = \"  +7x\"\nnone = \"-\"\nlist = ['a', 'b']\n");
-    string_array keys = doc->keys, values = doc->values;
+    toml_doc doc = parse(
+        "max = 2147483647\nmin = -2147483648\nover = 2147483648\nunder = -2147483649\n"
+        "spaced = \"  +7x\"\nnone = \"-\"\nlist = ['a', 'b']\n");
     ASSERT_TRUE(doc);
+    string_array keys = doc->keys, values = doc->values;
     EXPECT_EQ(toml_get_int(keys, values, doc->count, "max"_t).unwrap(), INT32_MAX);
     EXPECT_EQ(toml_get_int(keys, values, doc->count, "min"_t).unwrap(), INT32_MIN);
     EXPECT_TRUE(toml_get_int(keys, values, doc->count, "over"_t).is_none());
@@ -222,8 +232,8 @@ TEST(Toml, ReadsNumbersAndArrayShapesWithoutFailing) {
 
     // A marker that gives no number counts as an empty array.
     Root<Array<Member<Text>>> k = Array<Member<Text>>::make(6), v = Array<Member<Text>>::make(6);
-    const char* flat[][2] = {{"m.#len", "x"}, {"t.3.a", "1"}, {"t.12b.a", "1"}, {"t.#len", "9"},
-                             {"t.99999999999.a", "1"}, {"t.", "1"}};
+    const char* flat[][2] = {{"m.#len", "x"}, {"t.3.a", "1"},           {"t.12b.a", "1"},
+                             {"t.#len", "9"}, {"t.99999999999.a", "1"}, {"t.", "1"}};
     for (int i = 0; i < 6; i++) k[i] = from_c(flat[i][0]), v[i] = from_c(flat[i][1]);
     toml_doc made = runtime::make<TomlDoc>();
     made->keys = k;
