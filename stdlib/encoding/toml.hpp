@@ -16,7 +16,8 @@
 
 namespace stdlib {
 
-// The pairs of one document, in document order. A key may occur more than once.
+// The pairs of one document, in document order: parallel arrays of which the first `count`
+// entries are used. A key may occur more than once.
 class TomlDoc {
     NOLT_MANAGED(TomlDoc, void);
 
