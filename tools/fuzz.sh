@@ -8,6 +8,7 @@ CC=clang CXX=clang++ cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWit
     -DNOLT_FUZZ=ON >/dev/null
 cmake --build build/fuzz -j "$(nproc 2>/dev/null || echo 2)"
 for target in build/fuzz/fuzz_*; do
+    [ -f "$target" ] && [ -x "$target" ] || continue
     name=${target##*/fuzz_}
     corpus=build/fuzz/corpus/$name
     mkdir -p "$corpus"
