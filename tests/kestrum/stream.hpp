@@ -1,0 +1,68 @@
+// Byte streams for terminal tests: a pipe or a pseudo-terminal to open a Term on, and what
+// arrived at the other end.
+#pragma once
+#include <fcntl.h>
+#include <poll.h>
+#include <pty.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "kestrum/term.hpp"
+#include "tests/support/boot.hpp"
+
+namespace stream {
+
+struct Pipe {
+    int read_end = -1, write_end = -1;
+    Pipe() {
+        int ends[2];
+        if (pipe(ends) == 0) read_end = ends[0], write_end = ends[1];
+    }
+    ~Pipe() {
+        if (read_end >= 0) close(read_end);
+        if (write_end >= 0) close(write_end);
+    }
+};
+
+// A pty pair whose slave reports the given size.
+struct Pty {
+    int master = -1, slave = -1;
+    Pty(int cols, int rows) {
+        struct winsize size {};
+        size.ws_col = (unsigned short)cols;
+        size.ws_row = (unsigned short)rows;
+        openpty(&master, &slave, nullptr, nullptr, &size);
+    }
+    ~Pty() {
+        close(master);
+        close(slave);
+    }
+};
+
+// Everything readable on `fd` until it has been quiet for `quiet_ms`.
+inline std::string take(int fd, int quiet_ms = 20) {
+    std::string got;
+    char chunk[4096];
+    struct pollfd readable = {fd, POLLIN, 0};
+    while (poll(&readable, 1, quiet_ms) > 0) {
+        ssize_t n = read(fd, chunk, sizeof chunk);
+        if (n <= 0) break;
+        got.append(chunk, (size_t)n);
+    }
+    return got;
+}
+
+// An open Term that writes to `out_fd` and touches no tty: opening writes nothing.
+inline runtime::Root<kestrum::Term> open_on(int out_fd, kestrum::ColorDepth depth, bool basic = false) {
+    kestrum::TermConfig config;
+    config.raw_mode = false;
+    config.require_tty = false;
+    config.basic = basic;
+    config.out_fd = out_fd;
+    runtime::Root<kestrum::Term> term = kestrum::unwrap(kestrum::term_open(config));
+    term->depth = depth;
+    return term;
+}
+
+}  // namespace stream
