@@ -269,7 +269,7 @@ void cellbuf_resize(const Root<CellBuffer>& buf, int32_t w, int32_t h) {
     Root<Array<Cell>> cells = blank_cells(w, h);
     int32_t keep_w = min_int(w, buf->width), keep_h = min_int(h, buf->height);
     const Cell* old = cells_of(buf);
-    for (int32_t y = 0; y < keep_h; y++)
+    for (int32_t y = 0; y < keep_h && keep_w > 0; y++)
         memcpy(cells->data() + (int64_t)y * w, old + (int64_t)y * buf->width, (size_t)keep_w * sizeof(Cell));
     buf->width = w;
     buf->height = h;

@@ -36,30 +36,30 @@ protected:
     const std::string plain256 = "\033[0m\033[38;5;231m\033[48;5;16m";  // style_default() at 256 colours
 };
 
-TEST_F(Cells, MeasuresAndDecodesText) {
+TEST_F(Cells, MeasuresDecodesAndReducesColours) {
     EXPECT_EQ(tab_advance(0), 8);
     EXPECT_EQ(tab_advance(7), 1);
-    EXPECT_EQ(tab_advance(10), 6);
     EXPECT_EQ(tab_advance(-3), 8);
-    EXPECT_EQ(text_display_width("abc\t"_t), 8);
     EXPECT_EQ(text_display_width(from_c("\xe6\xbc\xa2x\t")), 8);
-    EXPECT_EQ(codepoint_display_width(0x10FF), 1);
-    EXPECT_EQ(codepoint_display_width(0x1100), 2);
-    EXPECT_EQ(codepoint_display_width(0x1F9FF), 2);
-    EXPECT_EQ(codepoint_display_width(0x0301), 1);
-    EXPECT_EQ(codepoint_display_width(-5), 1);
+    EXPECT_EQ(codepoint_display_width(0x1100) + codepoint_display_width(0x1F9FF), 4);
 
     EXPECT_EQ(utf8_decode_step(from_c("\xff" "a"), 0), point(255, 1));
     EXPECT_EQ(utf8_decode_step(from_c("a\xe6\xbc"), 1), point(0xE6, 2));  // cut short at the end
-    EXPECT_EQ(utf8_decode_step(from_c("\xe6" "ab"), 0), point(0xE6, 1));  // not a continuation
     EXPECT_EQ(utf8_decode_step(from_c("\xf0\x9f\x98\x80"), 0), point(0x1F600, 4));
     EXPECT_EQ(utf8_decode_step("ab"_t, 2), point('?', 3));
-    EXPECT_EQ(utf8_decode_step("ab"_t, -1), point('?', 0));
-
-    EXPECT_STREQ(c_str(codepoint_to_utf8(0xE9)), "\xc3\xa9");
     EXPECT_STREQ(c_str(codepoint_to_utf8(0x1F600)), "\xf0\x9f\x98\x80");
     EXPECT_STREQ(c_str(codepoint_to_utf8(0xD800)), "?");
-    EXPECT_STREQ(c_str(codepoint_to_utf8(0x110000)), "?");
+
+    EXPECT_EQ(rgb_to_256(128, 128, 128), 244);
+    EXPECT_EQ(rgb_to_256(0, 0, 0), 16);
+    EXPECT_EQ(rgb_to_256(255, 255, 255), 231);
+    EXPECT_EQ(rgb_to_256(100, 200, 120), 16 + 36 * 1 + 6 * 4 + 2);
+    EXPECT_EQ(rgb_to_ansi16(85, 0, 0), 0);  // as near to 0 as to 1: the lower index
+    EXPECT_EQ(rgb_to_ansi16(90, 90, 80), 8);
+    std::string fallback;
+    for (int32_t cp : {0x61, BOX_H_DOUBLE, BOX_V_LIGHT, BOX_TL_DOUBLE, 0x2591, 0x2588, 0x25B6, 0x25A0, 0x2026, 0x6F22})
+        fallback += (char)codepoint_ascii_fallback(cp);
+    EXPECT_EQ(fallback, "a-|+.#>*.?");
 }
 
 TEST_F(Cells, WrapsWordsAndCutsLongOnes) {
@@ -68,56 +68,19 @@ TEST_F(Cells, WrapsWordsAndCutsLongOnes) {
     EXPECT_EQ(wrap("\nab", 5), "ab");
     EXPECT_EQ(wrap("ab\n\ncd", 5), "ab\n\ncd");
     EXPECT_EQ(wrap("a   b  ", 10), "a b");
-    EXPECT_EQ(wrap("ab cd ef", 5), "ab cd\nef");
     EXPECT_EQ(wrap("\xe6\xbc\xa2\xe5\xad\x97x", 3), "\xe6\xbc\xa2\n\xe5\xad\x97x");
     EXPECT_EQ(wrap("ab", 0), "a\nb");
-    EXPECT_EQ(wrap("", 4), "");
     EXPECT_EQ(text_wrap_rows(""_t, 4), 1);
     EXPECT_EQ(text_wrap_rows("ab cd ef"_t, 2), 3);
 }
 
-TEST_F(Cells, RectanglesAndColours) {
-    EXPECT_EQ(rect_intersect(rect(0, 0, 4, 4), rect(2, 3, 5, 5)), rect(2, 3, 2, 1));
-    EXPECT_EQ(rect_intersect(rect(0, 0, 4, 4), rect(4, 0, 2, 2)), rect(0, 0, 0, 0));
-    EXPECT_EQ(rect_clip_to_size(rect(-2, -2, 5, 5), 2, 8), rect(0, 0, 2, 3));
-    EXPECT_EQ(rect_clip_to_size(rect(0, 0, 5, 5), 0, 8), rect(0, 0, 0, 0));
-    EXPECT_TRUE(point_in_rect(point(3, 3), rect(0, 0, 4, 4)));
-    EXPECT_FALSE(point_in_rect(point(4, 0), rect(0, 0, 4, 4)));
-    EXPECT_FALSE(point_in_rect(point(0, 0), rect(0, 0, 0, 4)));
-    EXPECT_EQ(color_rgb(-4, 300, 7), (Color{0, 255, 7}));
-
-    EXPECT_EQ(rgb_to_256(128, 128, 128), 244);
-    EXPECT_EQ(rgb_to_256(0, 0, 0), 16);
-    EXPECT_EQ(rgb_to_256(255, 255, 255), 231);
-    EXPECT_EQ(rgb_to_256(255, 0, 0), 196);
-    EXPECT_EQ(rgb_to_256(100, 200, 120), 16 + 36 * 1 + 6 * 4 + 2);
-    EXPECT_EQ(rgb_to_ansi16(85, 0, 0), 0);  // as near to 0 as to 1: the lower index
-    EXPECT_EQ(rgb_to_ansi16(200, 10, 10), 1);
-    EXPECT_EQ(rgb_to_ansi16(90, 90, 80), 8);
-
-    EXPECT_EQ(codepoint_ascii_fallback('a'), 'a');
-    EXPECT_EQ(codepoint_ascii_fallback(BOX_TL_DOUBLE), '+');
-    EXPECT_EQ(codepoint_ascii_fallback(BOX_H_DOUBLE), '-');
-    EXPECT_EQ(codepoint_ascii_fallback(BOX_V_LIGHT), '|');
-    EXPECT_EQ(codepoint_ascii_fallback(0x2591), '.');
-    EXPECT_EQ(codepoint_ascii_fallback(0x2588), '#');
-    EXPECT_EQ(codepoint_ascii_fallback(0x25B6), '>');
-    EXPECT_EQ(codepoint_ascii_fallback(0x25A0), '*');
-    EXPECT_EQ(codepoint_ascii_fallback(0x2026), '.');
-    EXPECT_EQ(codepoint_ascii_fallback(0x6F22), '?');
-}
-
 TEST_F(Cells, BuffersKeepTheirShapeAndIgnoreOutsideCoordinates) {
     Root<CellBuffer> buf = cellbuf_create(-3, 2);
-    EXPECT_EQ(buf->width, 0);
     EXPECT_EQ(runtime::length(Root<runtime::Array<Cell>>(buf->cells)), 0);
-    cellbuf_put(buf, 0, 0, 'x', style_default());
-
     buf = dotted(3, 2);
     cellbuf_put(buf, 2, 1, 'z', style_default());
     cellbuf_put(buf, 3, 0, 'q', style_default());
     cellbuf_put(buf, -1, 0, 'q', style_default());
-    EXPECT_EQ(cellbuf_get(buf, 5, 5), cell_space(style_default()));
     cellbuf_resize(buf, 4, 1);
     EXPECT_EQ(row(buf, 0), "... ");
     cellbuf_resize(buf, 2, 3);
@@ -126,6 +89,7 @@ TEST_F(Cells, BuffersKeepTheirShapeAndIgnoreOutsideCoordinates) {
 
     cellbuf_fill_rect(buf, rect(-5, 1, 100, 100), '#', style_default());
     EXPECT_EQ(row(buf, 0) + row(buf, 2), "..##");
+    EXPECT_EQ(rect_clip_to_size(rect(-2, -2, 5, 5), 2, 8), rect(0, 0, 2, 3));
 }
 
 TEST_F(Cells, DrawsTextAtAbsoluteTabStopsWithWideContinuations) {
@@ -165,20 +129,16 @@ TEST_F(Cells, ClippedTextNeverShowsHalfACharacter) {
     EXPECT_EQ(row(buf, 0), "ab..");
 }
 
-TEST_F(Cells, BoxesOfOneRowOrColumn) {
-    Root<CellBuffer> buf = dotted(3, 3);
+TEST_F(Cells, BoxesOfEverySizeLeaveTheirInside) {
+    Root<CellBuffer> buf = dotted(4, 3);
     draw_box_chars(buf, rect(0, 0, 1, 3), style_default(), 'a', 'b', 'c', 'd', 'e', 'f', 'g');
-    draw_box_chars(buf, rect(1, 0, 2, 1), style_default(), 'A', 'B', 'C', 'D', 'E', 'F', 'G');
-    EXPECT_EQ(row(buf, 0) + row(buf, 1) + row(buf, 2), "aACd..e..");
+    draw_box_chars(buf, rect(1, 0, 3, 1), style_default(), 'A', 'B', 'C', 'D', 'E', 'F', 'G');
+    EXPECT_EQ(row(buf, 0) + row(buf, 1) + row(buf, 2), "aABCd...e...");
 
-    buf = dotted(5, 4);
-    cellbuf_draw_box_glyphs(buf, rect(1, 1, 3, 3), style_default(), box_light_tl(), box_light_t(), box_light_tr(),
-                            box_light_v(), box_light_bl(), box_light_b(), box_light_br());
-    EXPECT_EQ(row(buf, 1), ".\u250c\u2500\u2510.");
-    EXPECT_EQ(row(buf, 2), ".\u2502.\u2502.");
-    EXPECT_EQ(row(buf, 3), ".\u2514\u2500\u2518.");
-    draw_box_chars(buf, rect(4, 3, 1, 1), style_default(), '1', '2', '3', '4', '5', '6', '7');
-    EXPECT_EQ(row(buf, 3), ".\u2514\u2500\u25181");
+    buf = dotted(4, 4);
+    draw_box_chars(buf, rect(0, 0, 3, 3), style_default(), 'a', 'b', 'c', 'd', 'e', 'f', 'g');
+    draw_box_chars(buf, rect(3, 3, 1, 1), style_default(), '1', '2', '3', '4', '5', '6', '7');
+    EXPECT_EQ(row(buf, 0) + row(buf, 1) + row(buf, 2) + row(buf, 3), "abc.d.d.efg....1");
 }
 
 TEST_F(Cells, FlushSendsOnlyTheCellsThatChanged) {
@@ -188,12 +148,9 @@ TEST_F(Cells, FlushSendsOnlyTheCellsThatChanged) {
     cellbuf_draw_text(next, 0, 0, "abc"_t, style_default());
     cellbuf_draw_text(next, 0, 1, "de"_t, style_default());
 
-    int64_t calls = term->write_calls;
     cellbuf_flush(term, next, prev);
-    std::string first = take(pipe.read_end);
-    EXPECT_EQ(first, hide + "\033[1;1H" + plain256 + "abc\033[2;1Hde");
-    EXPECT_EQ(term->write_calls - calls, 1);
-    EXPECT_EQ(term->bytes_written, (int64_t)first.size());
+    EXPECT_EQ(take(pipe.read_end), hide + "\033[1;1H" + plain256 + "abc\033[2;1Hde");
+    EXPECT_EQ(term->write_calls, 1);
     EXPECT_EQ(row(prev, 0) + row(prev, 1), "abcde ");
 
     cellbuf_flush(term, next, prev);
@@ -206,14 +163,12 @@ TEST_F(Cells, FlushSendsOnlyTheCellsThatChanged) {
     cellbuf_put(next, 2, 1, 'Y', bold);
     cellbuf_flush(term, next, prev);
     EXPECT_EQ(take(pipe.read_end), hide + "\033[2;2H" + plain256 + "\033[1mXY");
-    EXPECT_EQ(term->cursor_x, 3);
 
     // A previous frame of another size is replaced and the whole frame goes out.
     Root<CellBuffer> small = cellbuf_create(2, 1);
     cellbuf_flush(term, small, prev);
     EXPECT_EQ(take(pipe.read_end), hide + "\033[1;1H" + plain256 + "  ");
-    EXPECT_EQ(prev->width, 2);
-    EXPECT_EQ(prev->height, 1);
+    EXPECT_EQ(prev->width * 10 + prev->height, 21);
 
     // On a closed terminal the frame is only recorded.
     term_close(term);
@@ -252,17 +207,11 @@ TEST_F(Cells, StylesAtEachColourDepthAndBasicFallback) {
     Root<Term> term = stream::open_on(pipe.write_end, ColorDepth::Mono);
     Style style = style_make(color_rgb(255, 0, 0), color_rgb(0, 0, 170), true, true, true);
     const std::string attributes = "\033[1m\033[4m\033[7m";
-    struct {
-        ColorDepth depth;
-        std::string colours;
-    } cases[] = {{ColorDepth::Mono, ""},
-                 {ColorDepth::Ansi16, "\033[91m\033[44m"},
-                 {ColorDepth::Color256, "\033[38;5;196m\033[48;5;19m"},
-                 {ColorDepth::TrueColor, "\033[38;2;255;0;0m\033[48;2;0;0;170m"}};
-    for (auto& c : cases) {
-        term->depth = c.depth;
+    const char* colours[] = {"", "\033[91m\033[44m", "\033[38;5;196m\033[48;5;19m", "\033[38;2;255;0;0m\033[48;2;0;0;170m"};
+    for (int depth = 0; depth < 4; depth++) {
+        term->depth = (ColorDepth)depth;
         emit_style_for_depth(term, style);
-        EXPECT_EQ(take(pipe.read_end), "\033[0m" + c.colours + attributes) << (int)c.depth;
+        EXPECT_EQ(take(pipe.read_end), "\033[0m" + std::string(colours[depth]) + attributes) << depth;
     }
 
     // Basic mode: 16 colours with the bright ones folded, ASCII stand-ins for the rest.
@@ -306,8 +255,7 @@ TEST_F(Cells, FlushWritesWholeFramesThroughShortWrites) {
     pipe.write_end = -1;
     reader.join();
     EXPECT_GT(term->write_calls, 1);
-    EXPECT_EQ(got.size(), expected.size());
-    EXPECT_TRUE(got == expected);
+    EXPECT_TRUE(got == expected) << got.size() << " bytes arrived of " << expected.size();
 }
 
 }  // namespace

@@ -19,25 +19,17 @@ struct Pipe {
         int ends[2];
         if (pipe(ends) == 0) read_end = ends[0], write_end = ends[1];
     }
-    ~Pipe() {
-        if (read_end >= 0) close(read_end);
-        if (write_end >= 0) close(write_end);
-    }
+    ~Pipe() { close(read_end), close(write_end); }
 };
 
 // A pty pair whose slave reports the given size.
 struct Pty {
     int master = -1, slave = -1;
     Pty(int cols, int rows) {
-        struct winsize size {};
-        size.ws_col = (unsigned short)cols;
-        size.ws_row = (unsigned short)rows;
+        struct winsize size = {(unsigned short)rows, (unsigned short)cols, 0, 0};
         openpty(&master, &slave, nullptr, nullptr, &size);
     }
-    ~Pty() {
-        close(master);
-        close(slave);
-    }
+    ~Pty() { close(master), close(slave); }
 };
 
 // Everything readable on `fd` until it has been quiet for `quiet_ms`.
@@ -53,7 +45,7 @@ inline std::string take(int fd, int quiet_ms = 20) {
     return got;
 }
 
-// An open Term that writes to `out_fd` and touches no tty: opening writes nothing.
+// An open Term that writes to `out_fd` and touches no tty; opening writes nothing unless `basic`.
 inline runtime::Root<kestrum::Term> open_on(int out_fd, kestrum::ColorDepth depth, bool basic = false) {
     kestrum::TermConfig config;
     config.raw_mode = false;
