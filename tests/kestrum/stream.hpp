@@ -32,12 +32,13 @@ struct Pty {
     ~Pty() { close(master), close(slave); }
 };
 
-// Everything readable on `fd` until it has been quiet for `quiet_ms`.
-inline std::string take(int fd, int quiet_ms = 20) {
+// Everything readable on `fd`: waits up to `wait_ms` for the first bytes and a tenth of that for
+// each further piece. A pipe has its bytes at once; a pty passes them on a little later.
+inline std::string take(int fd, int wait_ms = 0) {
     std::string got;
     char chunk[4096];
     struct pollfd readable = {fd, POLLIN, 0};
-    while (poll(&readable, 1, quiet_ms) > 0) {
+    while (poll(&readable, 1, got.empty() ? wait_ms : wait_ms / 10) > 0) {
         ssize_t n = read(fd, chunk, sizeof chunk);
         if (n <= 0) break;
         got.append(chunk, (size_t)n);

@@ -16,6 +16,8 @@ using stream::take;
 
 namespace {
 
+std::string from_tty(int master) { return take(master, 500); }
+
 class Terminal : public testing::Test {
 protected:
     void SetUp() override { test_support::boot(); }
@@ -83,7 +85,7 @@ TEST_F(Terminal, FullscreenOpenAndCloseRestoreTheTerminalExactly) {
 
     Root<Term> term = unwrap(term_open(on(term_config_fullscreen(), pty.slave, pty.slave)));
     ASSERT_TRUE(term->is_open);
-    EXPECT_EQ(take(pty.master), "\033[?1049h\033[2J\033[1;1H\033[?25l\033[?1000h\033[?1002h\033[?1006h\033[?2004h");
+    EXPECT_EQ(from_tty(pty.master), "\033[?1049h\033[2J\033[1;1H\033[?25l\033[?1000h\033[?1002h\033[?1006h\033[?2004h");
     EXPECT_EQ(term->width * 1000 + term->height, 100030);
     EXPECT_EQ(term->depth, ColorDepth::TrueColor);
     EXPECT_TRUE(term->mouse_on && term->in_alt_screen && !term->cursor_visible);
@@ -95,14 +97,14 @@ TEST_F(Terminal, FullscreenOpenAndCloseRestoreTheTerminalExactly) {
 
     // Raw bytes both ways: no line ending is rewritten, Ctrl-C arrives as a byte.
     EXPECT_EQ(term_write(term, "a\nb"_t).unwrap_or(-1), 3);
-    EXPECT_EQ(take(pty.master), "a\nb");
+    EXPECT_EQ(from_tty(pty.master), "a\nb");
     ASSERT_EQ(write(pty.master, "x\003\r", 3), 3);
     string buffer = string_buffer(16);
     EXPECT_EQ(term_read(term, buffer, 16).unwrap_or(-1), 3);
     EXPECT_EQ(std::string(buffer->c_str(), 3), "x\003\r");
 
     term_close(term);
-    EXPECT_EQ(take(pty.master), "\033[?1006l\033[?1002l\033[?1000l\033[?2004l\033[0m\033[2J\033[1;1H\033[?1049l\033[0m\033[?25h");
+    EXPECT_EQ(from_tty(pty.master), "\033[?1006l\033[?1002l\033[?1000l\033[?2004l\033[0m\033[2J\033[1;1H\033[?1049l\033[0m\033[?25h");
     ASSERT_EQ(tcgetattr(pty.slave, &after), 0);
     EXPECT_EQ(after.c_iflag, before.c_iflag);
     EXPECT_EQ(after.c_oflag, before.c_oflag);
@@ -113,7 +115,7 @@ TEST_F(Terminal, FullscreenOpenAndCloseRestoreTheTerminalExactly) {
 
     term_close(term);
     term_show_cursor(term);
-    EXPECT_EQ(take(pty.master), "");
+    EXPECT_EQ(from_tty(pty.master), "");
     EXPECT_EQ(message(term_write(term, "x"_t)), "term_write: terminal is not open");
     EXPECT_EQ(message(term_read(term, buffer, 4)), "term_read: terminal is not open");
 }
@@ -122,19 +124,19 @@ TEST_F(Terminal, BasicAndDefaultConfigurations) {
     stream::Pty pty(80, 24);
     setenv("COLORTERM", "24bit", 1);
     Root<Term> term = unwrap(term_open(on(term_config_basic(), pty.slave, pty.slave)));
-    EXPECT_EQ(take(pty.master), "\033[0m\033[2J\033[1;1H\033[?25l");
+    EXPECT_EQ(from_tty(pty.master), "\033[0m\033[2J\033[1;1H\033[?25l");
     EXPECT_EQ(term->depth, ColorDepth::Ansi16);
     term_sgr_16_fg(term, 12);
     term_sgr_16_bg(term, 7);
-    EXPECT_EQ(take(pty.master), "\033[34m\033[47m");
+    EXPECT_EQ(from_tty(pty.master), "\033[34m\033[47m");
     term_close(term);
-    EXPECT_EQ(take(pty.master), "\033[0m\033[2J\033[1;1H\033[?25h");
+    EXPECT_EQ(from_tty(pty.master), "\033[0m\033[2J\033[1;1H\033[?25h");
 
     term = unwrap(term_open(on(term_config_default(), pty.slave, pty.slave)));
-    EXPECT_EQ(take(pty.master), "\033[?2004h");
+    EXPECT_EQ(from_tty(pty.master), "\033[?2004h");
     EXPECT_TRUE(term->cursor_visible && !term->mouse_on && !term->in_alt_screen);
     term_close(term);
-    EXPECT_EQ(take(pty.master), "\033[?2004l\033[0m\033[?25h");
+    EXPECT_EQ(from_tty(pty.master), "\033[?2004l\033[0m\033[?25h");
 }
 
 TEST_F(Terminal, RefusalsLeaveTheTerminalUntouched) {
@@ -153,7 +155,7 @@ TEST_F(Terminal, RefusalsLeaveTheTerminalUntouched) {
     result = term_open(untested);
     EXPECT_EQ(result.unwrap_err(), TermError::RawEnterFailed);
 
-    EXPECT_EQ(take(pty.master), "");
+    EXPECT_EQ(from_tty(pty.master), "");
     EXPECT_EQ(take(pipe.read_end), "");
     tcgetattr(pty.slave, &after);
     EXPECT_EQ(after.c_lflag, before.c_lflag);
