@@ -1,0 +1,519 @@
+#include "kestrum/cell.hpp"
+
+#include <string.h>
+
+namespace kestrum {
+
+using namespace stdlib;
+using runtime::Array;
+
+// ---- Small values ------------------------------------------------------------------------
+
+Point point(int32_t x, int32_t y) { return Point{x, y}; }
+Rect rect(int32_t x, int32_t y, int32_t w, int32_t h) { return Rect{x, y, w, h}; }
+bool rect_empty(Rect r) { return r.w <= 0 || r.h <= 0; }
+
+bool point_in_rect(Point p, Rect r) {
+    return !rect_empty(r) && r.x <= p.x && (int64_t)p.x < (int64_t)r.x + r.w && r.y <= p.y &&
+           (int64_t)p.y < (int64_t)r.y + r.h;
+}
+
+Rect rect_intersect(Rect a, Rect b) {
+    if (rect_empty(a) || rect_empty(b)) return rect(0, 0, 0, 0);
+    int64_t x0 = a.x > b.x ? a.x : b.x, y0 = a.y > b.y ? a.y : b.y;
+    int64_t x1 = (int64_t)a.x + a.w < (int64_t)b.x + b.w ? (int64_t)a.x + a.w : (int64_t)b.x + b.w;
+    int64_t y1 = (int64_t)a.y + a.h < (int64_t)b.y + b.h ? (int64_t)a.y + a.h : (int64_t)b.y + b.h;
+    if (x1 - x0 < 1 || y1 - y0 < 1) return rect(0, 0, 0, 0);
+    return rect((int32_t)x0, (int32_t)y0, (int32_t)(x1 - x0), (int32_t)(y1 - y0));
+}
+
+Rect rect_clip_to_size(Rect r, int32_t w, int32_t h) {
+    if (w < 1 || h < 1 || rect_empty(r)) return rect(0, 0, 0, 0);
+    return rect_intersect(r, rect(0, 0, w, h));
+}
+
+int32_t clamp_byte(int32_t v) { return v < 0 ? 0 : v > 255 ? 255 : v; }
+Color color_rgb(int32_t r, int32_t g, int32_t b) { return Color{clamp_byte(r), clamp_byte(g), clamp_byte(b)}; }
+Color color_black() { return Color{0, 0, 0}; }
+Color color_white() { return Color{255, 255, 255}; }
+bool color_eq(Color a, Color b) { return a == b; }
+Style style_default() { return Style{color_white(), color_black(), false, false, false}; }
+
+Style style_make(Color fg, Color bg, bool bold, bool underline, bool reverse) {
+    return Style{fg, bg, bold, underline, reverse};
+}
+
+bool style_eq(const Style& a, const Style& b) { return a == b; }
+Cell cell_space(const Style& style) { return Cell{CH_SPACE, style}; }
+bool cell_eq(const Cell& a, const Cell& b) { return a == b; }
+int32_t max_int(int32_t a, int32_t b) { return a > b ? a : b; }
+int32_t min_int(int32_t a, int32_t b) { return a < b ? a : b; }
+
+// ---- Text measuring ----------------------------------------------------------------------
+
+namespace {
+
+const unsigned char* bytes_of(const string& text) { return (const unsigned char*)c_str(text); }
+
+// The codepoint at s[i] of an n-byte text, with i inside it; `next` gets the following index.
+int32_t decode(const unsigned char* s, int32_t n, int32_t i, int32_t& next) {
+    int32_t c = s[i];
+    auto tail = [&](int32_t count) {
+        if (i + count >= n) return false;
+        for (int32_t k = 1; k <= count; k++)
+            if ((s[i + k] & 0xC0) != 0x80) return false;
+        return true;
+    };
+    int32_t count = c >= 0xC0 && c <= 0xDF ? 1 : c >= 0xE0 && c <= 0xEF ? 2 : c >= 0xF0 && c <= 0xF7 ? 3 : 0;
+    if (count == 0 || !tail(count)) {
+        next = i + 1;
+        return c;
+    }
+    int32_t cp = c & (0x3F >> count);
+    for (int32_t k = 1; k <= count; k++) cp = cp << 6 | (s[i + k] & 0x3F);
+    next = i + count + 1;
+    return cp;
+}
+
+// Encodes into `out` (4 bytes); surrogates and values outside Unicode become '?'.
+int32_t encode(int32_t cp, char* out) {
+    if (cp < 0 || cp >= 0x110000 || (cp >= 0xD800 && cp <= 0xDFFF)) cp = CH_QUESTION;
+    if (cp < 0x80) {
+        out[0] = (char)cp;
+        return 1;
+    }
+    int32_t count = cp < 0x800 ? 2 : cp < 0x10000 ? 3 : 4;
+    static const unsigned char lead[5] = {0, 0, 0xC0, 0xE0, 0xF0};
+    for (int32_t k = count - 1; k > 0; k--, cp >>= 6) out[k] = (char)(0x80 | (cp & 0x3F));
+    out[0] = (char)(lead[count] | cp);
+    return count;
+}
+
+int32_t tab_from(int64_t pen) { return pen < 0 ? 8 : 8 - (int32_t)(pen % 8); }
+
+}  // namespace
+
+int32_t codepoint_display_width(int32_t cp) {
+    static const int32_t wide[][2] = {{0x1100, 0x115F}, {0x2E80, 0xA4CF}, {0xAC00, 0xD7A3}, {0xF900, 0xFAFF},
+                                      {0xFE30, 0xFE4F}, {0xFF01, 0xFF60}, {0xFFE0, 0xFFE6}, {0x1F300, 0x1F64F},
+                                      {0x1F900, 0x1F9FF}, {0x20000, 0x3FFFD}};
+    if (cp < 0x1100) return 1;
+    for (const auto& range : wide)
+        if (cp >= range[0] && cp <= range[1]) return 2;
+    return 1;
+}
+
+int32_t tab_advance(int32_t col) { return tab_from(col); }
+
+int32_t text_display_width(const string& text) {
+    const unsigned char* s = bytes_of(text);
+    int32_t n = length(text), width = 0;
+    for (int32_t i = 0; i < n;) {
+        int32_t cp = decode(s, n, i, i);
+        width += cp == '\t' ? tab_advance(width) : codepoint_display_width(cp);
+    }
+    return width;
+}
+
+Point utf8_decode_step(const string& text, int32_t index) {
+    int32_t n = length(text), next;
+    if (index < 0 || index >= n) return point(CH_QUESTION, (int32_t)((int64_t)index + 1));
+    int32_t cp = decode(bytes_of(text), n, index, next);
+    return point(cp, next);
+}
+
+string codepoint_to_utf8(int32_t cp) {
+    char out[4];
+    return from_bytes(out, encode(cp, out));
+}
+
+namespace {
+
+// One text being built on the managed heap; its buffer doubles when full.
+struct Bytes {
+    Root<Text> text;
+    int32_t length = 0;
+
+    void add(const char* p, int32_t n) {
+        if (n <= 0) return;
+        uint64_t need = (uint64_t)length + n + 1;
+        if (!text || need > text->capacity()) {
+            uint64_t capacity = text ? text->capacity() * 2 : 64;
+            Root<Text> grown = runtime::make_text_buffer(capacity > need ? capacity : need);
+            if (length > 0) memcpy(grown->bytes(), text->c_str(), (size_t)length);
+            text = grown;
+        }
+        memcpy(text->bytes() + length, p, (size_t)n);
+        length += n;
+    }
+    string build() const { return length > 0 ? from_bytes(text->c_str(), length) : empty_string(); }
+};
+
+}  // namespace
+
+string text_wrap(const string& text, int32_t width) {
+    if (width < 1) width = 1;
+    const char* s = c_str(text);
+    int32_t n = length(text);
+    Bytes out, line;
+    int32_t line_width = 0, word_start = 0, word_end = 0, word_width = 0;
+
+    auto push = [&](const char* p, int32_t count) {
+        if (out.length > 0) out.add("\n", 1);
+        out.add(p, count);
+    };
+    auto push_line = [&] {
+        push(line.text ? line.text->c_str() : nullptr, line.length);
+        line.length = line_width = 0;
+    };
+    auto commit = [&] {
+        if (word_width <= 0) return;
+        if (line_width > 0 && line_width + 1 + word_width > width) push_line();
+        if (line_width > 0) line.add(" ", 1), line_width++;
+        line.add(s + word_start, word_end - word_start);
+        line_width += word_width;
+        word_width = 0;
+    };
+
+    for (int32_t i = 0; i < n;) {
+        int32_t start = i;
+        int32_t cp = decode((const unsigned char*)s, n, i, i);
+        if (cp == '\n') {
+            commit();
+            push_line();
+        } else if (cp == ' ') {
+            commit();
+        } else {
+            int32_t w = codepoint_display_width(cp);
+            if (word_width + w > width) {
+                if (line_width > 0) push_line();
+                if (word_width > 0) push(s + word_start, word_end - word_start);
+                word_width = 0;
+            }
+            if (word_width == 0) word_start = start;
+            word_end = i;
+            word_width += w;
+        }
+    }
+    commit();
+    if (line.length > 0 || out.length == 0) push_line();
+    return out.build();
+}
+
+int32_t text_wrap_rows(const string& text, int32_t width) {
+    string wrapped = text_wrap(text, width);
+    return is_empty(wrapped) ? 1 : 1 + count_char(wrapped, '\n');
+}
+
+// ---- Buffers -----------------------------------------------------------------------------
+
+namespace {
+
+Cell* cells_of(const Root<CellBuffer>& buf) { return buf->cells ? buf->cells->data() : nullptr; }
+
+Root<Array<Cell>> blank_cells(int32_t w, int32_t h) {
+    uint64_t count = (uint64_t)w * (uint64_t)h;
+    Root<Array<Cell>> cells = Array<Cell>::make(count);
+    Cell blank;
+    for (uint64_t i = 0; i < count; i++) cells->data()[i] = blank;
+    return cells;
+}
+
+bool inside(const Root<CellBuffer>& buf, int64_t x, int64_t y) {
+    return buf && x >= 0 && y >= 0 && x < buf->width && y < buf->height;
+}
+
+// The first cell of row y, or null when the row is outside the buffer.
+Cell* row_of(const Root<CellBuffer>& buf, int32_t y) {
+    if (!buf || y < 0 || y >= buf->height || buf->width < 1) return nullptr;
+    return cells_of(buf) + (int64_t)y * buf->width;
+}
+
+bool row_in_clip(int32_t y, Rect clip) { return !rect_empty(clip) && y >= clip.y && (int64_t)y < (int64_t)clip.y + clip.h; }
+
+// Width and shown glyph of a codepoint in running text at screen column `pen`.
+void text_glyph(int32_t cp, int64_t pen, int32_t& width, int32_t& glyph) {
+    if (cp == '\t') {
+        width = tab_from(pen);
+        glyph = CH_SPACE;
+    } else if (cp < 0x20 || cp == 0x7F) {
+        width = 1;
+        glyph = CH_SPACE;
+    } else {
+        width = codepoint_display_width(cp);
+        glyph = cp;
+    }
+}
+
+// The glyph at `pen` and blanks in the rest of its width, as far as `end` (exclusive).
+void store_glyph(Cell* row, int64_t pen, int32_t width, int64_t end, int32_t glyph, const Style& style) {
+    row[pen] = Cell{glyph, style};
+    for (int64_t k = pen + 1; k < pen + width && k < end; k++) row[k] = Cell{CH_SPACE, style};
+}
+
+}  // namespace
+
+Root<CellBuffer> cellbuf_create(int32_t w, int32_t h) {
+    Root<CellBuffer> buf = runtime::make<CellBuffer>();
+    buf->width = w < 0 ? 0 : w;
+    buf->height = h < 0 ? 0 : h;
+    buf->cells = blank_cells(buf->width, buf->height);
+    return buf;
+}
+
+void cellbuf_resize(const Root<CellBuffer>& buf, int32_t w, int32_t h) {
+    if (!buf) return;
+    w = w < 0 ? 0 : w;
+    h = h < 0 ? 0 : h;
+    if (w == buf->width && h == buf->height) return;
+    Root<Array<Cell>> cells = blank_cells(w, h);
+    int32_t keep_w = min_int(w, buf->width), keep_h = min_int(h, buf->height);
+    const Cell* old = cells_of(buf);
+    for (int32_t y = 0; y < keep_h && keep_w > 0; y++)
+        memcpy(cells->data() + (int64_t)y * w, old + (int64_t)y * buf->width, (size_t)keep_w * sizeof(Cell));
+    buf->width = w;
+    buf->height = h;
+    buf->cells = cells;
+}
+
+void cellbuf_clear(const Root<CellBuffer>& buf, const Style& style) {
+    if (!buf) return;
+    Cell* cells = cells_of(buf);
+    int64_t count = (int64_t)buf->width * buf->height;
+    for (int64_t i = 0; i < count; i++) cells[i] = cell_space(style);
+}
+
+void cellbuf_put(const Root<CellBuffer>& buf, int32_t x, int32_t y, int32_t codepoint, const Style& style) {
+    if (inside(buf, x, y)) cells_of(buf)[(int64_t)y * buf->width + x] = Cell{codepoint, style};
+}
+
+Cell cellbuf_get(const Root<CellBuffer>& buf, int32_t x, int32_t y) {
+    if (!inside(buf, x, y)) return cell_space(style_default());
+    return cells_of(buf)[(int64_t)y * buf->width + x];
+}
+
+void cellbuf_fill_rect(const Root<CellBuffer>& buf, Rect r, int32_t codepoint, const Style& style) {
+    if (!buf) return;
+    Rect area = rect_clip_to_size(r, buf->width, buf->height);
+    for (int32_t y = area.y; y < area.y + area.h; y++) {
+        Cell* row = row_of(buf, y);
+        for (int32_t x = area.x; x < area.x + area.w; x++) row[x] = Cell{codepoint, style};
+    }
+}
+
+void cellbuf_draw_text(const Root<CellBuffer>& buf, int32_t x, int32_t y, const string& text, const Style& style) {
+    Cell* row = row_of(buf, y);
+    if (!row) return;
+    const unsigned char* s = bytes_of(text);
+    int32_t n = length(text), width = buf->width;
+    int64_t pen = x;
+    for (int32_t i = 0; i < n && pen < width;) {
+        int32_t w, glyph;
+        text_glyph(decode(s, n, i, i), pen, w, glyph);
+        if (pen >= 0) store_glyph(row, pen, w, width, glyph, style);
+        pen += w;
+    }
+}
+
+void cellbuf_draw_text_in(const Root<CellBuffer>& buf, int32_t x, int32_t y, const string& text, const Style& style,
+                          Rect clip) {
+    Cell* row = row_of(buf, y);
+    if (!row || !row_in_clip(y, clip)) return;
+    const unsigned char* s = bytes_of(text);
+    int32_t n = length(text), width = buf->width;
+    int64_t right = (int64_t)clip.x + clip.w, end = right < width ? right : width;
+    int64_t pen = x;
+    for (int32_t i = 0; i < n && pen < end;) {
+        int32_t w, glyph;
+        text_glyph(decode(s, n, i, i), pen, w, glyph);
+        if (pen + w > right) {
+            w = (int32_t)(right - pen);
+            glyph = CH_SPACE;
+        }
+        if (pen >= clip.x && pen >= 0) store_glyph(row, pen, w, end, glyph, style);
+        pen += w;
+    }
+}
+
+void cellbuf_draw_text_hot(const Root<CellBuffer>& buf, int32_t x, int32_t y, const string& text, int32_t hot_index,
+                           const Style& style, Rect clip) {
+    Cell* row = row_of(buf, y);
+    if (!row || !row_in_clip(y, clip)) return;
+    Style hot = style;
+    hot.bold = true;
+    const unsigned char* s = bytes_of(text);
+    int32_t n = length(text), width = buf->width;
+    int64_t right = (int64_t)clip.x + clip.w, end = right < width ? right : width;
+    int64_t pen = x;
+    for (int32_t i = 0, index = 0; i < n && pen < end; index++) {
+        int32_t cp = decode(s, n, i, i), w = codepoint_display_width(cp);
+        if (pen + w > right) break;
+        if (pen >= clip.x && pen >= 0) store_glyph(row, pen, w, end, cp, index == hot_index ? hot : style);
+        pen += w;
+    }
+}
+
+void draw_box_chars(const Root<CellBuffer>& buf, Rect r, const Style& style, int32_t tl, int32_t t, int32_t tr,
+                    int32_t v, int32_t bl, int32_t b, int32_t br) {
+    if (!buf || rect_empty(r)) return;
+    int64_t x0 = r.x, y0 = r.y, x1 = x0 + r.w - 1, y1 = y0 + r.h - 1;
+    auto put = [&](int64_t x, int64_t y, int32_t cp) {
+        if (inside(buf, x, y)) cellbuf_put(buf, (int32_t)x, (int32_t)y, cp, style);
+    };
+    put(x0, y0, tl);
+    if (r.w > 1) put(x1, y0, tr);
+    if (r.h > 1) put(x0, y1, bl);
+    if (r.w > 1 && r.h > 1) put(x1, y1, br);
+    // Only the stretch of each edge that can lie inside the buffer is walked.
+    for (int64_t x = x0 + 1 > 0 ? x0 + 1 : 0; x < x1 && x < buf->width; x++) {
+        put(x, y0, t);
+        if (r.h > 1) put(x, y1, b);
+    }
+    for (int64_t y = y0 + 1 > 0 ? y0 + 1 : 0; y < y1 && y < buf->height; y++) {
+        put(x0, y, v);
+        if (r.w > 1) put(x1, y, v);
+    }
+}
+
+void cellbuf_draw_box_glyphs(const Root<CellBuffer>& buf, Rect r, const Style& style, int32_t tl, int32_t t,
+                             int32_t tr, int32_t v, int32_t bl, int32_t b, int32_t br) {
+    draw_box_chars(buf, r, style, tl, t, tr, v, bl, b, br);
+}
+
+// ---- Colour reduction --------------------------------------------------------------------
+
+int32_t rgb_to_256(int32_t r, int32_t g, int32_t b) {
+    r = clamp_byte(r), g = clamp_byte(g), b = clamp_byte(b);
+    int32_t high = max_int(r, max_int(g, b)), low = min_int(r, min_int(g, b));
+    if (high - low >= 8) {
+        auto level = [](int32_t v) { return v < 48 ? 0 : v < 115 ? 1 : v < 155 ? 2 : v < 195 ? 3 : v < 235 ? 4 : 5; };
+        return 16 + 36 * level(r) + 6 * level(g) + level(b);
+    }
+    int32_t average = (r + g + b) / 3;
+    return average < 8 ? 16 : average < 239 ? 232 + (average - 8) / 10 : 231;
+}
+
+int32_t rgb_to_ansi16(int32_t r, int32_t g, int32_t b) {
+    int32_t best = 0;
+    int64_t best_distance = INT64_MAX;
+    for (int32_t i = 0; i < 16; i++) {
+        int64_t dr = (int64_t)r - ansi16_r[i], dg = (int64_t)g - ansi16_g[i], db = (int64_t)b - ansi16_b[i];
+        int64_t distance = dr * dr + dg * dg + db * db;
+        if (distance < best_distance) best = i, best_distance = distance;
+    }
+    return best;
+}
+
+int32_t codepoint_ascii_fallback(int32_t cp) {
+    static const int32_t dashes[] = {0x2500, 0x2501, 0x2504, 0x2505, 0x2508, 0x2509, 0x254C, 0x254D,
+                                     0x2550, 0x2574, 0x2576, 0x2578, 0x257A, 0x257C, 0x257E};
+    static const int32_t bars[] = {0x2502, 0x2503, 0x2506, 0x2507, 0x250A, 0x250B, 0x254E, 0x254F,
+                                   0x2551, 0x2575, 0x2577, 0x2579, 0x257B, 0x257D, 0x257F};
+    static const struct {
+        int32_t from, to;
+    } singles[] = {{0x2591, '.'}, {0x2592, ':'}, {0x2190, '<'}, {0x25C0, '<'}, {0x25C2, '<'}, {0x25C4, '<'},
+                   {0x2191, '^'}, {0x25B2, '^'}, {0x25B4, '^'}, {0x2192, '>'}, {0x25B6, '>'}, {0x25B8, '>'},
+                   {0x25BA, '>'}, {0x2193, 'v'}, {0x25BC, 'v'}, {0x25BE, 'v'}, {0x00B7, '.'}, {0x2022, '.'},
+                   {0x2026, '.'}};
+    if (cp >= 0 && cp <= 127) return cp;
+    if (cp >= 0x2500 && cp <= 0x257F) {
+        for (int32_t d : dashes)
+            if (cp == d) return '-';
+        for (int32_t d : bars)
+            if (cp == d) return '|';
+        return '+';
+    }
+    for (const auto& single : singles)
+        if (cp == single.from) return single.to;
+    if (cp >= 0x2580 && cp <= 0x259F) return '#';
+    if (cp >= 0x25A0 && cp <= 0x25FF) return '*';
+    return CH_QUESTION;
+}
+
+void emit_style_for_depth(const Root<Term>& term, const Style& style) {
+    term_sgr_reset(term);
+    if (!term) return;
+    const Color& fg = style.fg;
+    const Color& bg = style.bg;
+    switch (term->depth) {
+        case ColorDepth::Mono:
+            break;
+        case ColorDepth::Ansi16:
+            term_sgr_16_fg(term, rgb_to_ansi16(fg.r, fg.g, fg.b));
+            term_sgr_16_bg(term, rgb_to_ansi16(bg.r, bg.g, bg.b));
+            break;
+        case ColorDepth::Color256:
+            term_sgr_256_fg(term, rgb_to_256(fg.r, fg.g, fg.b));
+            term_sgr_256_bg(term, rgb_to_256(bg.r, bg.g, bg.b));
+            break;
+        case ColorDepth::TrueColor:
+            term_sgr_truecolor_fg(term, fg.r, fg.g, fg.b);
+            term_sgr_truecolor_bg(term, bg.r, bg.g, bg.b);
+            break;
+    }
+    if (style.bold) term_sgr_bold(term, true);
+    if (style.underline) term_sgr_underline(term, true);
+    if (style.reverse) term_sgr_reverse(term, true);
+}
+
+// ---- Frame output ------------------------------------------------------------------------
+
+void cellbuf_flush(const Root<Term>& term, const Root<CellBuffer>& next, const Root<CellBuffer>& prev) {
+    if (!next || !prev) return;
+    if (prev->width != next->width || prev->height != next->height) {
+        cellbuf_resize(prev, next->width, next->height);
+        Cell marker{-1, style_default()};
+        Cell* cells = cells_of(prev);
+        for (int64_t i = 0, count = (int64_t)prev->width * prev->height; i < count; i++) cells[i] = marker;
+    }
+    int32_t width = next->width, height = next->height;
+    if (width < 1 || height < 1) return;
+    bool live = term && term->is_open;
+    bool basic = term && term->config.basic;
+    if (live) {
+        term_gather_begin(term);
+        term_hide_cursor(term);
+        term->cursor_x = term->cursor_y = -1;
+    }
+    // Both arrays stay put for the whole flush: the heap does not move objects, the buffers are
+    // rooted by the caller, and nothing below resizes them.
+    const Cell* drawn = cells_of(next);
+    Cell* shown = cells_of(prev);
+    bool have_style = false;
+    Style current;
+    for (int32_t y = 0; y < height; y++) {
+        int64_t row = (int64_t)y * width;
+        int32_t skip_until = -1;
+        for (int32_t x = 0; x < width; x++) {
+            const Cell& cell = drawn[row + x];
+            if (x <= skip_until) {
+                shown[row + x] = cell;
+                continue;
+            }
+            if (cell == shown[row + x]) continue;
+            int32_t cp = basic && cell.codepoint >= 128 ? codepoint_ascii_fallback(cell.codepoint) : cell.codepoint;
+            int32_t cells = codepoint_display_width(cp);
+            if (cells == 2 && x + 1 >= width) cells = 1;
+            if (live) {
+                if (term->cursor_x != x || term->cursor_y != y) term_emit_cup(term, x, y);
+                if (!have_style || !(cell.style == current)) {
+                    emit_style_for_depth(term, cell.style);
+                    current = cell.style;
+                    have_style = true;
+                }
+                char glyph[4];
+                term_send(term, glyph, encode(cp, glyph));
+                term->cursor_x = x + cells;
+                term->cursor_y = y;
+            }
+            shown[row + x] = cell;
+            if (cells == 2) {
+                skip_until = x + 1;
+                shown[row + x + 1] = drawn[row + x + 1];
+            }
+        }
+    }
+    if (live) term_gather_end(term);
+}
+
+}  // namespace kestrum

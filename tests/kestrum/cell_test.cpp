@@ -1,0 +1,261 @@
+#include "kestrum/cell.hpp"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <stdio.h>
+
+#include <string>
+#include <thread>
+
+#include "tests/kestrum/stream.hpp"
+
+using namespace kestrum;
+using namespace stdlib;
+using stream::take;
+
+namespace {
+
+class Cells : public testing::Test {
+protected:
+    void SetUp() override { test_support::boot(); }
+
+    // The row as UTF-8, one glyph per cell.
+    static std::string row(const Root<CellBuffer>& buf, int32_t y) {
+        std::string out;
+        for (int32_t x = 0; x < buf->width; x++) out += c_str(codepoint_to_utf8(cellbuf_get(buf, x, y).codepoint));
+        return out;
+    }
+    static Root<CellBuffer> dotted(int32_t w, int32_t h) {
+        Root<CellBuffer> buf = cellbuf_create(w, h);
+        cellbuf_fill_rect(buf, rect(0, 0, w, h), '.', style_default());
+        return buf;
+    }
+    static std::string wrap(const char* text, int32_t width) { return c_str(text_wrap(from_c(text), width)); }
+
+    const std::string hide = "\033[?25l";
+    const std::string plain256 = "\033[0m\033[38;5;231m\033[48;5;16m";  // style_default() at 256 colours
+};
+
+TEST_F(Cells, MeasuresDecodesAndReducesColours) {
+    EXPECT_EQ(tab_advance(0), 8);
+    EXPECT_EQ(tab_advance(7), 1);
+    EXPECT_EQ(tab_advance(-3), 8);
+    EXPECT_EQ(text_display_width(from_c("\xe6\xbc\xa2x\t")), 8);
+    EXPECT_EQ(codepoint_display_width(0x1100) + codepoint_display_width(0x1F9FF), 4);
+
+    EXPECT_EQ(utf8_decode_step(from_c("\xff" "a"), 0), point(255, 1));
+    EXPECT_EQ(utf8_decode_step(from_c("a\xe6\xbc"), 1), point(0xE6, 2));  // cut short at the end
+    EXPECT_EQ(utf8_decode_step(from_c("\xf0\x9f\x98\x80"), 0), point(0x1F600, 4));
+    EXPECT_EQ(utf8_decode_step("ab"_t, 2), point('?', 3));
+    EXPECT_STREQ(c_str(codepoint_to_utf8(0x1F600)), "\xf0\x9f\x98\x80");
+    EXPECT_STREQ(c_str(codepoint_to_utf8(0xD800)), "?");
+
+    EXPECT_EQ(rgb_to_256(128, 128, 128), 244);
+    EXPECT_EQ(rgb_to_256(0, 0, 0), 16);
+    EXPECT_EQ(rgb_to_256(255, 255, 255), 231);
+    EXPECT_EQ(rgb_to_256(100, 200, 120), 16 + 36 * 1 + 6 * 4 + 2);
+    EXPECT_EQ(rgb_to_ansi16(85, 0, 0), 0);  // as near to 0 as to 1: the lower index
+    EXPECT_EQ(rgb_to_ansi16(90, 90, 80), 8);
+    std::string fallback;
+    for (int32_t cp : {0x61, BOX_H_DOUBLE, BOX_V_LIGHT, BOX_TL_DOUBLE, 0x2591, 0x2588, 0x25B6, 0x25A0, 0x2026, 0x6F22})
+        fallback += (char)codepoint_ascii_fallback(cp);
+    EXPECT_EQ(fallback, "a-|+.#>*.?");
+}
+
+TEST_F(Cells, WrapsWordsAndCutsLongOnes) {
+    EXPECT_EQ(wrap("abcd efgh", 4), "abcd\nefgh");
+    EXPECT_EQ(wrap("abcdefgh", 3), "abc\ndef\ngh");
+    EXPECT_EQ(wrap("\nab", 5), "ab");
+    EXPECT_EQ(wrap("ab\n\ncd", 5), "ab\n\ncd");
+    EXPECT_EQ(wrap("a   b  ", 10), "a b");
+    EXPECT_EQ(wrap("\xe6\xbc\xa2\xe5\xad\x97x", 3), "\xe6\xbc\xa2\n\xe5\xad\x97x");
+    EXPECT_EQ(wrap("ab", 0), "a\nb");
+    EXPECT_EQ(text_wrap_rows(""_t, 4), 1);
+    EXPECT_EQ(text_wrap_rows("ab cd ef"_t, 2), 3);
+}
+
+TEST_F(Cells, BuffersKeepTheirShapeAndIgnoreOutsideCoordinates) {
+    Root<CellBuffer> buf = cellbuf_create(-3, 2);
+    EXPECT_EQ(runtime::length(Root<runtime::Array<Cell>>(buf->cells)), 0);
+    buf = dotted(3, 2);
+    cellbuf_put(buf, 2, 1, 'z', style_default());
+    cellbuf_put(buf, 3, 0, 'q', style_default());
+    cellbuf_put(buf, -1, 0, 'q', style_default());
+    cellbuf_resize(buf, 4, 1);
+    EXPECT_EQ(row(buf, 0), "... ");
+    cellbuf_resize(buf, 2, 3);
+    EXPECT_EQ(row(buf, 0) + row(buf, 1) + row(buf, 2), "..    ");
+    EXPECT_EQ(runtime::length(Root<runtime::Array<Cell>>(buf->cells)), 6);
+
+    cellbuf_fill_rect(buf, rect(-5, 1, 100, 100), '#', style_default());
+    EXPECT_EQ(row(buf, 0) + row(buf, 2), "..##");
+    EXPECT_EQ(rect_clip_to_size(rect(-2, -2, 5, 5), 2, 8), rect(0, 0, 2, 3));
+}
+
+TEST_F(Cells, DrawsTextAtAbsoluteTabStopsWithWideContinuations) {
+    Root<CellBuffer> buf = dotted(12, 1);
+    cellbuf_draw_text(buf, 3, 0, from_c("\tX\x01"), style_default());
+    EXPECT_EQ(row(buf, 0), "...     X ..");
+
+    buf = dotted(4, 1);
+    cellbuf_draw_text(buf, -1, 0, from_c("ab\xe6\xbc\xa2\xe5\xad\x97"), style_default());
+    EXPECT_EQ(row(buf, 0), "b\xe6\xbc\xa2 \xe5\xad\x97");  // the second one sits in the last column
+    cellbuf_draw_text(buf, 0, -1, "zzzzz"_t, style_default());
+    cellbuf_draw_text(buf, 0, 1, "zzzzz"_t, style_default());
+    EXPECT_EQ(row(buf, 0), "b\xe6\xbc\xa2 \xe5\xad\x97");
+}
+
+TEST_F(Cells, ClippedTextNeverShowsHalfACharacter) {
+    Root<CellBuffer> buf = dotted(6, 1);
+    cellbuf_draw_text_in(buf, 1, 0, from_c("ab\xe6\xbc\xa2"), style_default(), rect(0, 0, 4, 1));
+    EXPECT_EQ(row(buf, 0), ".ab ..");
+
+    buf = dotted(6, 1);
+    cellbuf_draw_text_in(buf, 0, 0, "a\tbc"_t, style_default(), rect(0, 0, 4, 1));
+    EXPECT_EQ(row(buf, 0), "a   ..");
+
+    buf = dotted(6, 1);
+    cellbuf_draw_text_in(buf, 1, 0, from_c("\xe6\xbc\xa2xy"), style_default(), rect(2, 0, 4, 1));
+    EXPECT_EQ(row(buf, 0), "...xy.");
+    cellbuf_draw_text_in(buf, 0, 0, "zz"_t, style_default(), rect(0, 1, 6, 1));
+    EXPECT_EQ(row(buf, 0), "...xy.");
+
+    buf = dotted(8, 1);
+    cellbuf_draw_text_hot(buf, 0, 0, from_c("\xc3\xa9\xe6\xbc\xa2xyz"), 1, style_default(), rect(0, 0, 5, 1));
+    EXPECT_EQ(row(buf, 0), "\xc3\xa9\xe6\xbc\xa2 xy...");
+    for (int32_t x = 0; x < 5; x++) EXPECT_EQ(cellbuf_get(buf, x, 0).style.bold, x == 1 || x == 2) << x;
+    buf = dotted(4, 1);
+    cellbuf_draw_text_hot(buf, 0, 0, from_c("ab\xe6\xbc\xa2"), -1, style_default(), rect(0, 0, 3, 1));
+    EXPECT_EQ(row(buf, 0), "ab..");
+}
+
+TEST_F(Cells, BoxesOfEverySizeLeaveTheirInside) {
+    Root<CellBuffer> buf = dotted(4, 3);
+    draw_box_chars(buf, rect(0, 0, 1, 3), style_default(), 'a', 'b', 'c', 'd', 'e', 'f', 'g');
+    draw_box_chars(buf, rect(1, 0, 3, 1), style_default(), 'A', 'B', 'C', 'D', 'E', 'F', 'G');
+    EXPECT_EQ(row(buf, 0) + row(buf, 1) + row(buf, 2), "aABCd...e...");
+
+    buf = dotted(4, 4);
+    draw_box_chars(buf, rect(0, 0, 3, 3), style_default(), 'a', 'b', 'c', 'd', 'e', 'f', 'g');
+    draw_box_chars(buf, rect(3, 3, 1, 1), style_default(), '1', '2', '3', '4', '5', '6', '7');
+    EXPECT_EQ(row(buf, 0) + row(buf, 1) + row(buf, 2) + row(buf, 3), "abc.d.d.efg....1");
+}
+
+TEST_F(Cells, FlushSendsOnlyTheCellsThatChanged) {
+    stream::Pipe pipe;
+    Root<Term> term = stream::open_on(pipe.write_end, ColorDepth::Color256);
+    Root<CellBuffer> next = cellbuf_create(3, 2), prev = cellbuf_create(3, 2);
+    cellbuf_draw_text(next, 0, 0, "abc"_t, style_default());
+    cellbuf_draw_text(next, 0, 1, "de"_t, style_default());
+
+    cellbuf_flush(term, next, prev);
+    EXPECT_EQ(take(pipe.read_end), hide + "\033[1;1H" + plain256 + "abc\033[2;1Hde");
+    EXPECT_EQ(term->write_calls, 1);
+    EXPECT_EQ(row(prev, 0) + row(prev, 1), "abcde ");
+
+    cellbuf_flush(term, next, prev);
+    EXPECT_EQ(take(pipe.read_end), hide);
+
+    // The first changed cell of every flush names its style again.
+    Style bold = style_default();
+    bold.bold = true;
+    cellbuf_put(next, 1, 1, 'X', bold);
+    cellbuf_put(next, 2, 1, 'Y', bold);
+    cellbuf_flush(term, next, prev);
+    EXPECT_EQ(take(pipe.read_end), hide + "\033[2;2H" + plain256 + "\033[1mXY");
+
+    // A previous frame of another size is replaced and the whole frame goes out.
+    Root<CellBuffer> small = cellbuf_create(2, 1);
+    cellbuf_flush(term, small, prev);
+    EXPECT_EQ(take(pipe.read_end), hide + "\033[1;1H" + plain256 + "  ");
+    EXPECT_EQ(prev->width * 10 + prev->height, 21);
+
+    // On a closed terminal the frame is only recorded.
+    term_close(term);
+    take(pipe.read_end);
+    cellbuf_put(small, 0, 0, 'q', style_default());
+    cellbuf_flush(term, small, prev);
+    EXPECT_EQ(take(pipe.read_end), "");
+    EXPECT_EQ(row(prev, 0), "q ");
+}
+
+TEST_F(Cells, FlushOfWideCharacters) {
+    stream::Pipe pipe;
+    Root<Term> term = stream::open_on(pipe.write_end, ColorDepth::Color256);
+    Root<CellBuffer> next = cellbuf_create(5, 1), prev = cellbuf_create(5, 1);
+    cellbuf_draw_text(next, 0, 0, "axyzw"_t, style_default());
+    cellbuf_flush(term, next, prev);
+    take(pipe.read_end);
+
+    // The continuation column is not sent over the wide character, and the pen needs no move after it.
+    cellbuf_draw_text(next, 1, 0, from_c("\xe6\xbc\xa2q"), style_default());
+    cellbuf_flush(term, next, prev);
+    EXPECT_EQ(take(pipe.read_end), hide + "\033[1;2H" + plain256 + "\xe6\xbc\xa2q");
+    EXPECT_EQ(row(prev, 0), "a\xe6\xbc\xa2 qw");
+
+    // One at the last column is sent all the same and moves the tracked cursor by one.
+    cellbuf_draw_text(next, 4, 0, from_c("\xe5\xad\x97"), style_default());
+    cellbuf_flush(term, next, prev);
+    EXPECT_EQ(take(pipe.read_end), hide + "\033[1;5H" + plain256 + "\xe5\xad\x97");
+    EXPECT_EQ(term->cursor_x, 5);
+    cellbuf_flush(term, next, prev);
+    EXPECT_EQ(take(pipe.read_end), hide);
+}
+
+TEST_F(Cells, StylesAtEachColourDepthAndBasicFallback) {
+    stream::Pipe pipe;
+    Root<Term> term = stream::open_on(pipe.write_end, ColorDepth::Mono);
+    Style style = style_make(color_rgb(255, 0, 0), color_rgb(0, 0, 170), true, true, true);
+    const std::string attributes = "\033[1m\033[4m\033[7m";
+    const char* colours[] = {"", "\033[91m\033[44m", "\033[38;5;196m\033[48;5;19m", "\033[38;2;255;0;0m\033[48;2;0;0;170m"};
+    for (int depth = 0; depth < 4; depth++) {
+        term->depth = (ColorDepth)depth;
+        emit_style_for_depth(term, style);
+        EXPECT_EQ(take(pipe.read_end), "\033[0m" + std::string(colours[depth]) + attributes) << depth;
+    }
+
+    // Basic mode: 16 colours with the bright ones folded, ASCII stand-ins for the rest.
+    Root<Term> basic = stream::open_on(pipe.write_end, ColorDepth::Ansi16, true);
+    EXPECT_EQ(take(pipe.read_end), "\033[0m\033[2J\033[1;1H");
+    Root<CellBuffer> next = cellbuf_create(4, 1), prev = cellbuf_create(4, 1);
+    cellbuf_draw_text(next, 0, 0, from_c("\xe2\x95\x94\xe2\x96\x91\xe6\xbc\xa2"), style);
+    cellbuf_flush(basic, next, prev);
+    EXPECT_EQ(take(pipe.read_end), hide + "\033[1;1H\033[0m\033[31m\033[44m" + attributes + "+.? ");
+    EXPECT_EQ(cellbuf_get(prev, 0, 0).codepoint, BOX_TL_DOUBLE);
+}
+
+TEST_F(Cells, FlushWritesWholeFramesThroughShortWrites) {
+    Root<CellBuffer> next = cellbuf_create(120, 40);
+    Style odd = style_make(color_rgb(10, 20, 30), color_rgb(200, 100, 0), false, true, false);
+    for (int32_t y = 0; y < 40; y++)
+        for (int32_t x = 0; x < 120; x++) cellbuf_put(next, x, y, 'a' + (x + y) % 26, (x + y) % 2 ? odd : style_default());
+
+    FILE* file = tmpfile();
+    ASSERT_NE(file, nullptr);
+    Root<Term> reference = stream::open_on(fileno(file), ColorDepth::TrueColor);
+    cellbuf_flush(reference, next, cellbuf_create(120, 40));
+    std::string expected(reference->bytes_written, '\0');
+    ASSERT_EQ(pread(fileno(file), expected.data(), expected.size(), 0), (ssize_t)expected.size());
+    EXPECT_EQ(reference->write_calls, 1);
+    fclose(file);
+
+    // A non-blocking pipe of one page takes the frame in many short pieces.
+    stream::Pipe pipe;
+    fcntl(pipe.write_end, F_SETPIPE_SZ, 4096);
+    fcntl(pipe.write_end, F_SETFL, O_NONBLOCK);
+    std::string got;
+    std::thread reader([&] {
+        char chunk[1024];
+        ssize_t n;
+        while ((n = read(pipe.read_end, chunk, sizeof chunk)) > 0) got.append(chunk, (size_t)n);
+    });
+    Root<Term> term = stream::open_on(pipe.write_end, ColorDepth::TrueColor);
+    cellbuf_flush(term, next, cellbuf_create(120, 40));
+    close(pipe.write_end);
+    pipe.write_end = -1;
+    reader.join();
+    EXPECT_GT(term->write_calls, 1);
+    EXPECT_TRUE(got == expected) << got.size() << " bytes arrived of " << expected.size();
+}
+
+}  // namespace

@@ -1,0 +1,198 @@
+#include "kestrum/term.hpp"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+
+#include <string>
+
+#include "tests/kestrum/stream.hpp"
+
+using namespace kestrum;
+using namespace stdlib;
+using stream::take;
+
+namespace {
+
+std::string from_tty(int master) { return take(master, 500); }
+
+class Terminal : public testing::Test {
+protected:
+    void SetUp() override { test_support::boot(); }
+
+    static TermConfig on(TermConfig config, int in_fd, int out_fd) {
+        config.in_fd = in_fd;
+        config.out_fd = out_fd;
+        return config;
+    }
+    static std::string message(const Result<int32_t, Error>& result) {
+        return result.is_err() ? c_str(result.unwrap_err()->message) : "ok";
+    }
+};
+
+TEST_F(Terminal, ColourDepthComesFromTheEnvironment) {
+    struct {
+        const char *colorterm, *term;
+        ColorDepth depth;
+    } cases[] = {{"truecolor", "dumb", ColorDepth::TrueColor}, {"TrueColor", "dumb", ColorDepth::Mono},
+                 {"", "vt100", ColorDepth::Ansi16},           {"", "xterm-256color", ColorDepth::Color256},
+                 {"", "rxvt-unicode", ColorDepth::Color256},  {"", "foot", ColorDepth::Color256},
+                 {"24bit", nullptr, ColorDepth::TrueColor},   {"", nullptr, ColorDepth::Ansi16}};
+    for (auto& c : cases) {
+        setenv("COLORTERM", c.colorterm, 1);
+        c.term ? setenv("TERM", c.term, 1) : unsetenv("TERM");
+        EXPECT_EQ(detect_color_depth(), c.depth) << c.colorterm << " " << (c.term ? c.term : "-");
+    }
+}
+
+TEST_F(Terminal, ShimsWriteFixedSequencesOrNothing) {
+    stream::Pipe pipe;
+    int fd = pipe.write_end;
+    EXPECT_EQ(kv_write_cup(fd, 3, 17), 7);
+    kv_write_sgr_256_fg(fd, 300);
+    kv_write_sgr_16_fg(fd, -1);
+    kv_write_sgr_16_bg(fd, 99);
+    EXPECT_EQ(take(pipe.read_end), "\033[3;17H\033[38;5;255m\033[30m\033[107m");
+    std::string longest(126, 'x');
+    EXPECT_EQ(kv_write_esc(fd, longest.c_str()), 127);
+    EXPECT_EQ(kv_write_esc(fd, (longest + "x").c_str()), -1);
+    EXPECT_EQ(kv_write(fd, nullptr, 1), -1);
+    EXPECT_EQ(take(pipe.read_end), "\033" + longest);
+}
+
+TEST_F(Terminal, SizeFallsBackToTheEnvironment) {
+    stream::Pty sized(120, 40), unsized(0, 0);
+    setenv("COLUMNS", "100", 1);
+    unsetenv("LINES");
+    EXPECT_EQ(kv_get_width(sized.slave) * 1000 + kv_get_height(sized.slave), 120040);
+    EXPECT_EQ(kv_get_width(unsized.slave) * 1000 + kv_get_height(unsized.slave), 100024);
+    setenv("COLUMNS", "-5", 1);
+    setenv("LINES", "50", 1);
+    EXPECT_EQ(kv_get_width(unsized.slave) * 1000 + kv_get_height(unsized.slave), 80050);
+    setenv("COLUMNS", "99999999999", 1);
+    EXPECT_EQ(kv_get_width(unsized.slave), 65535);
+    int32_t rows;
+    EXPECT_EQ(kv_get_winsize(sized.slave, nullptr, &rows), -1);
+}
+
+TEST_F(Terminal, FullscreenOpenAndCloseRestoreTheTerminalExactly) {
+    stream::Pty pty(100, 30);
+    struct termios before {}, raw{}, after{};
+    ASSERT_EQ(tcgetattr(pty.slave, &before), 0);
+    setenv("COLORTERM", "truecolor", 1);
+
+    Root<Term> term = unwrap(term_open(on(term_config_fullscreen(), pty.slave, pty.slave)));
+    ASSERT_TRUE(term->is_open);
+    EXPECT_EQ(from_tty(pty.master), "\033[?1049h\033[2J\033[1;1H\033[?25l\033[?1000h\033[?1002h\033[?1006h\033[?2004h");
+    EXPECT_EQ(term->width * 1000 + term->height, 100030);
+    EXPECT_EQ(term->depth, ColorDepth::TrueColor);
+    EXPECT_TRUE(term->mouse_on && term->in_alt_screen && !term->cursor_visible);
+
+    ASSERT_EQ(tcgetattr(pty.slave, &raw), 0);
+    EXPECT_EQ((raw.c_iflag & (ICRNL | IXON)) | (raw.c_oflag & OPOST) | (raw.c_lflag & (ISIG | ICANON | ECHO)), 0u);
+    EXPECT_EQ(raw.c_lflag & IEXTEN, before.c_lflag & IEXTEN);
+    EXPECT_EQ(raw.c_cc[VMIN] * 10 + raw.c_cc[VTIME], 10);
+
+    // Raw bytes both ways: no line ending is rewritten, Ctrl-C arrives as a byte.
+    EXPECT_EQ(term_write(term, "a\nb"_t).unwrap_or(-1), 3);
+    EXPECT_EQ(from_tty(pty.master), "a\nb");
+    ASSERT_EQ(write(pty.master, "x\003\r", 3), 3);
+    string buffer = string_buffer(16);
+    EXPECT_EQ(term_read(term, buffer, 16).unwrap_or(-1), 3);
+    EXPECT_EQ(std::string(buffer->c_str(), 3), "x\003\r");
+
+    term_close(term);
+    EXPECT_EQ(from_tty(pty.master), "\033[?1006l\033[?1002l\033[?1000l\033[?2004l\033[0m\033[2J\033[1;1H\033[?1049l\033[0m\033[?25h");
+    ASSERT_EQ(tcgetattr(pty.slave, &after), 0);
+    EXPECT_EQ(after.c_iflag, before.c_iflag);
+    EXPECT_EQ(after.c_oflag, before.c_oflag);
+    EXPECT_EQ(after.c_cflag, before.c_cflag);
+    EXPECT_EQ(after.c_lflag, before.c_lflag);
+    EXPECT_EQ(memcmp(after.c_cc, before.c_cc, sizeof before.c_cc), 0);
+    EXPECT_FALSE(term->is_open || term->raw_state);
+
+    term_close(term);
+    term_show_cursor(term);
+    EXPECT_EQ(from_tty(pty.master), "");
+    EXPECT_EQ(message(term_write(term, "x"_t)), "term_write: terminal is not open");
+    EXPECT_EQ(message(term_read(term, buffer, 4)), "term_read: terminal is not open");
+}
+
+TEST_F(Terminal, BasicAndDefaultConfigurations) {
+    stream::Pty pty(80, 24);
+    setenv("COLORTERM", "24bit", 1);
+    Root<Term> term = unwrap(term_open(on(term_config_basic(), pty.slave, pty.slave)));
+    EXPECT_EQ(from_tty(pty.master), "\033[0m\033[2J\033[1;1H\033[?25l");
+    EXPECT_EQ(term->depth, ColorDepth::Ansi16);
+    term_sgr_16_fg(term, 12);
+    term_sgr_16_bg(term, 7);
+    EXPECT_EQ(from_tty(pty.master), "\033[34m\033[47m");
+    term_close(term);
+    EXPECT_EQ(from_tty(pty.master), "\033[0m\033[2J\033[1;1H\033[?25h");
+
+    term = unwrap(term_open(on(term_config_default(), pty.slave, pty.slave)));
+    EXPECT_EQ(from_tty(pty.master), "\033[?2004h");
+    EXPECT_TRUE(term->cursor_visible && !term->mouse_on && !term->in_alt_screen);
+    term_close(term);
+    EXPECT_EQ(from_tty(pty.master), "\033[?2004l\033[0m\033[?25h");
+}
+
+TEST_F(Terminal, RefusalsLeaveTheTerminalUntouched) {
+    stream::Pty pty(80, 24);
+    stream::Pipe pipe;
+    struct termios before {}, after{};
+    tcgetattr(pty.slave, &before);
+
+    TermResult result = term_open(on(term_config_fullscreen(), pty.slave, pipe.write_end));
+    EXPECT_TRUE(is_err(result));
+    EXPECT_EQ(result.unwrap_err(), TermError::NotATTY);
+    result = term_open(on(term_config_fullscreen(), pipe.read_end, pty.slave));
+    EXPECT_EQ(result.unwrap_err(), TermError::NotATTY);
+    TermConfig untested = on(term_config_fullscreen(), pipe.read_end, pipe.write_end);
+    untested.require_tty = false;
+    result = term_open(untested);
+    EXPECT_EQ(result.unwrap_err(), TermError::RawEnterFailed);
+
+    EXPECT_EQ(from_tty(pty.master), "");
+    EXPECT_EQ(take(pipe.read_end), "");
+    tcgetattr(pty.slave, &after);
+    EXPECT_EQ(after.c_lflag, before.c_lflag);
+
+    Root<Term> stand_by = unwrap(result);
+    EXPECT_TRUE(!stand_by->is_open && stand_by->width == 0 && stand_by->config.require_tty);
+    stand_by->mouse_on = true;
+    term_mouse_disable(stand_by);
+    EXPECT_FALSE(stand_by->mouse_on);
+}
+
+TEST_F(Terminal, ClipboardResizeAndFailedWrites) {
+    stream::Pipe pipe;
+    Root<Term> term = stream::open_on(pipe.write_end, ColorDepth::Mono);
+    term_clipboard_set(term, ""_t);
+    term_clipboard_set(term, "aGk="_t);
+    term_clipboard_query(term);
+    EXPECT_EQ(take(pipe.read_end), "\033]52;c;!\a\033]52;c;aGk=\a\033]52;c;?\a");
+
+    stream::Pty pty(80, 24);
+    TermConfig config = on(term_config_default(), pty.slave, pty.slave);
+    config.raw_mode = false;
+    Root<Term> tty = unwrap(term_open(config));
+    struct winsize size {};
+    size.ws_col = 132;
+    size.ws_row = 50;
+    ioctl(pty.master, TIOCSWINSZ, &size);
+    term_refresh_size(tty);
+    EXPECT_EQ(tty->width * 1000 + tty->height, 132050);
+
+    int doomed = dup(pipe.write_end);
+    Root<Term> broken = stream::open_on(doomed, ColorDepth::Mono);
+    close(doomed);
+    Result<int32_t, Error> written = term_write(broken, "x"_t);
+    EXPECT_EQ(message(written), "term_write: write failed");
+    EXPECT_TRUE(written.unwrap_err()->kind == ErrorKind::IoError && written.unwrap_err()->code == -1);
+    EXPECT_EQ(message(term_read(broken, "literal"_t, 3)), "term_read: read failed");
+}
+
+}  // namespace
