@@ -49,23 +49,24 @@ struct KeyCode {
     bool operator==(const KeyCode&) const = default;
 };
 
-KeyCode key_unknown();
-KeyCode key_escape();
-KeyCode key_enter();
-KeyCode key_tab();
-KeyCode key_backtab();
-KeyCode key_backspace();
-KeyCode key_delete();
-KeyCode key_insert();
-KeyCode key_arrow_left();
-KeyCode key_arrow_right();
-KeyCode key_arrow_up();
-KeyCode key_arrow_down();
-KeyCode key_home();
-KeyCode key_end();
-KeyCode key_page_up();
-KeyCode key_page_down();
-KeyCode key_char(int32_t codepoint);
+// The constructors are defined here so that the decoder's inner loop builds values in registers.
+constexpr KeyCode key_unknown() { return {KeyCode::Unknown, 0}; }
+constexpr KeyCode key_escape() { return {KeyCode::Escape, 0}; }
+constexpr KeyCode key_enter() { return {KeyCode::Enter, 0}; }
+constexpr KeyCode key_tab() { return {KeyCode::Tab, 0}; }
+constexpr KeyCode key_backtab() { return {KeyCode::BackTab, 0}; }
+constexpr KeyCode key_backspace() { return {KeyCode::Backspace, 0}; }
+constexpr KeyCode key_delete() { return {KeyCode::Delete, 0}; }
+constexpr KeyCode key_insert() { return {KeyCode::Insert, 0}; }
+constexpr KeyCode key_arrow_left() { return {KeyCode::Left, 0}; }
+constexpr KeyCode key_arrow_right() { return {KeyCode::Right, 0}; }
+constexpr KeyCode key_arrow_up() { return {KeyCode::Up, 0}; }
+constexpr KeyCode key_arrow_down() { return {KeyCode::Down, 0}; }
+constexpr KeyCode key_home() { return {KeyCode::Home, 0}; }
+constexpr KeyCode key_end() { return {KeyCode::End, 0}; }
+constexpr KeyCode key_page_up() { return {KeyCode::PageUp, 0}; }
+constexpr KeyCode key_page_down() { return {KeyCode::PageDown, 0}; }
+constexpr KeyCode key_char(int32_t codepoint) { return {KeyCode::Char, codepoint}; }
 // F1..F12 for n from 1 to 12, Unknown otherwise.
 KeyCode key_f(int32_t n);
 
@@ -136,17 +137,22 @@ constexpr int32_t CMD_QUIT = 6;
 constexpr int32_t CMD_MINIMIZE = 7;
 constexpr int32_t CMD_MAXIMIZE = 8;
 
+constexpr KeyEvent key_event(KeyCode key, bool ctrl, bool alt, bool shift) { return {key, ctrl, alt, shift}; }
+constexpr KeyEvent key_event_plain(KeyCode key) { return key_event(key, false, false, false); }
+constexpr KeyEvent key_event_char(int32_t codepoint) { return key_event_plain(key_char(codepoint)); }
 // Unknown, no modifier.
-KeyEvent empty_key();
-KeyEvent key_event(KeyCode key, bool ctrl, bool alt, bool shift);
-KeyEvent key_event_plain(KeyCode key);
-KeyEvent key_event_char(int32_t codepoint);
+constexpr KeyEvent empty_key() { return key_event_plain(key_unknown()); }
 // a..z folded to A..Z, then Char with `ctrl` set.
-KeyEvent key_event_ctrl_letter(int32_t codepoint);
+constexpr KeyEvent key_event_ctrl_letter(int32_t codepoint) {
+    return key_event(key_char(codepoint >= 'a' && codepoint <= 'z' ? codepoint - 32 : codepoint), true, false, false);
+}
 
-MouseEvent empty_mouse();
-MouseEvent mouse_event(int32_t x, int32_t y, MouseButton button, bool pressed, bool motion, bool ctrl, bool alt,
-                       bool shift);
+constexpr MouseEvent mouse_event(int32_t x, int32_t y, MouseButton button, bool pressed, bool motion, bool ctrl,
+                                 bool alt, bool shift) {
+    return {x, y, button, pressed, motion, ctrl, alt, shift};
+}
+// 0, 0, no button, no flag.
+constexpr MouseEvent empty_mouse() { return mouse_event(0, 0, MouseButton::None, false, false, false, false, false); }
 MouseButton mouse_none();
 MouseButton mouse_left();
 MouseButton mouse_middle();
@@ -156,9 +162,9 @@ MouseButton mouse_wheel_down();
 // Equal buttons; a value outside the enumeration equals nothing, itself included.
 bool mouse_button_eq(MouseButton a, MouseButton b);
 
-Event event_key(KeyEvent key);
-Event event_mouse(MouseEvent mouse);
-Event event_quit();
+constexpr Event event_key(KeyEvent key) { return {EventKind::Key, key, empty_mouse(), 0, 0, 0}; }
+constexpr Event event_mouse(MouseEvent mouse) { return {EventKind::Mouse, empty_key(), mouse, 0, 0, 0}; }
+constexpr Event event_quit() { return {EventKind::Quit, empty_key(), empty_mouse(), CMD_QUIT, 0, 0}; }
 bool is_key_event(const Event& e);
 bool is_mouse_event(const Event& e);
 bool is_quit_event(const Event& e);

@@ -20,6 +20,16 @@ bool is_final_byte(int32_t byte) { return byte >= 0x40 && byte <= 0x7E; }
 // Terminal parameters are accumulated without an overflow check; they wrap as 32-bit values.
 int32_t push_digit(int32_t value, int32_t digit) { return int32_t(uint32_t(value) * 10u + uint32_t(digit - '0')); }
 
+// The part of the queue that one parse looks at: its bytes from some index on. A drain parses
+// item after item from a moving index and drops what it used once, at the end.
+struct Front {
+    KeyDecoder* d;
+    const int32_t* q;
+    int32_t len;
+};
+
+Front front_at(KeyDecoder* d, int32_t at) { return Front{d, d->bytes->data() + at, d->len - at}; }
+
 void drop_front(KeyDecoder* d, int32_t n) {
     if (n <= 0) return;
     if (n >= d->len) {
@@ -142,14 +152,13 @@ MouseEvent sgr_button_from_pb(int32_t pb) {
 KeyEvent escape_key() { return key_event_plain(key_escape()); }
 
 // ESC [ < pb ; x ; y, then M for a press or drag, m for a release.
-ParseOne parse_sgr_mouse(KeyDecoder* d, bool flush) {
-    const int32_t* q = d->bytes->data();
-    if (d->len < 4) return flush ? parse_ok_skip(d->len) : parse_fail_incomplete();
+ParseOne parse_sgr_mouse(const Front& f, bool flush) {
+    if (f.len < 4) return flush ? parse_ok_skip(f.len) : parse_fail_incomplete();
     int32_t params[3] = {0, 0, 0};
     int32_t index = 0;
     int32_t i = 3;
-    for (; i < d->len; i++) {
-        int32_t byte = q[i];
+    for (; i < f.len; i++) {
+        int32_t byte = f.q[i];
         if (is_digit(byte)) {
             params[index] = push_digit(params[index], byte);
         } else if (byte == ';') {
@@ -160,9 +169,9 @@ ParseOne parse_sgr_mouse(KeyDecoder* d, bool flush) {
             return parse_ok_skip(i + 1);
         }
     }
-    if (i == d->len) return flush ? parse_ok_skip(d->len) : parse_fail_incomplete();
+    if (i == f.len) return flush ? parse_ok_skip(f.len) : parse_fail_incomplete();
     MouseEvent mouse = sgr_button_from_pb(params[0]);
-    mouse.pressed = q[i] == 'M';
+    mouse.pressed = f.q[i] == 'M';
     mouse.x = params[1] > 0 ? params[1] - 1 : 0;
     mouse.y = params[2] > 0 ? params[2] - 1 : 0;
     return parse_ok_mouse(mouse, i + 1);
@@ -170,13 +179,12 @@ ParseOne parse_sgr_mouse(KeyDecoder* d, bool flush) {
 
 // ESC [ with at most two numeric parameters and a final byte. A third parameter's digits run on
 // into the second.
-ParseOne parse_csi(KeyDecoder* d, bool flush) {
-    const int32_t* q = d->bytes->data();
-    if (d->len >= 3 && q[2] == '<') return parse_sgr_mouse(d, flush);
+ParseOne parse_csi(const Front& f, bool flush) {
+    if (f.len >= 3 && f.q[2] == '<') return parse_sgr_mouse(f, flush);
     int32_t first = 0, second = 0, index = 1;
     int32_t i = 2;
-    for (; i < d->len; i++) {
-        int32_t byte = q[i];
+    for (; i < f.len; i++) {
+        int32_t byte = f.q[i];
         if (is_digit(byte)) {
             if (index == 1) first = push_digit(first, byte);
             else second = push_digit(second, byte);
@@ -186,8 +194,8 @@ ParseOne parse_csi(KeyDecoder* d, bool flush) {
             break;
         }
     }
-    if (i == d->len) return flush ? parse_ok(escape_key(), d->len) : parse_fail_incomplete();
-    int32_t final_byte = q[i];
+    if (i == f.len) return flush ? parse_ok(escape_key(), f.len) : parse_fail_incomplete();
+    int32_t final_byte = f.q[i];
     // Private and other sequences this decoder does not know: the ESC alone is Escape, and what
     // follows it is read again as ordinary keys.
     if (!is_final_byte(final_byte)) return parse_ok(escape_key(), 1);
@@ -199,8 +207,8 @@ ParseOne parse_csi(KeyDecoder* d, bool flush) {
         return parse_ok(key, consumed);
     }
     if (first == 200) {
-        d->in_paste = true;
-        d->paste_len = 0;
+        f.d->in_paste = true;
+        f.d->paste_len = 0;
         return parse_ok_skip(consumed);
     }
     if (first == 201) return parse_ok_skip(consumed);
@@ -209,16 +217,16 @@ ParseOne parse_csi(KeyDecoder* d, bool flush) {
     return parse_ok(key, consumed);
 }
 
-ParseOne parse_ss3(KeyDecoder* d, bool flush) {
-    if (d->len < 3) return flush ? parse_ok(escape_key(), d->len) : parse_fail_incomplete();
-    return parse_ok(key_event_plain(key_from_ss3(d->bytes->data()[2])), 3);
+ParseOne parse_ss3(const Front& f, bool flush) {
+    if (f.len < 3) return flush ? parse_ok(escape_key(), f.len) : parse_fail_incomplete();
+    return parse_ok(key_event_plain(key_from_ss3(f.q[2])), 3);
 }
 
-ParseOne parse_escape(KeyDecoder* d, bool flush) {
-    if (d->len < 2) return flush ? parse_ok(escape_key(), 1) : parse_fail_incomplete();
-    int32_t second = d->bytes->data()[1];
-    if (second == '[') return parse_csi(d, flush);
-    if (second == 'O') return parse_ss3(d, flush);
+ParseOne parse_escape(const Front& f, bool flush) {
+    if (f.len < 2) return flush ? parse_ok(escape_key(), 1) : parse_fail_incomplete();
+    int32_t second = f.q[1];
+    if (second == '[') return parse_csi(f, flush);
+    if (second == 'O') return parse_ss3(f, flush);
     if (second >= 0x20 && second <= 0x7E) return parse_ok(key_event(key_char(second), false, true, false), 2);
     return parse_ok(escape_key(), 1);
 }
@@ -231,15 +239,14 @@ int32_t utf8_lead_len(int32_t byte) {
 }
 
 // Overlong forms and surrogates are let through; only the shape of the sequence is checked.
-ParseOne parse_utf8(KeyDecoder* d, bool flush) {
-    const int32_t* q = d->bytes->data();
-    int32_t need = utf8_lead_len(q[0]);
+ParseOne parse_utf8(const Front& f, bool flush) {
+    int32_t need = utf8_lead_len(f.q[0]);
     if (need == 1) return parse_ok(empty_key(), 1);
-    if (d->len < need) return flush ? parse_ok(empty_key(), d->len) : parse_fail_incomplete();
-    int32_t codepoint = q[0] & (0x7F >> need);
+    if (f.len < need) return flush ? parse_ok(empty_key(), f.len) : parse_fail_incomplete();
+    int32_t codepoint = f.q[0] & (0x7F >> need);
     for (int32_t i = 1; i < need; i++) {
-        if ((q[i] & 0xC0) != 0x80) return parse_ok(empty_key(), 1);
-        codepoint = (codepoint << 6) | (q[i] & 0x3F);
+        if ((f.q[i] & 0xC0) != 0x80) return parse_ok(empty_key(), 1);
+        codepoint = (codepoint << 6) | (f.q[i] & 0x3F);
     }
     return parse_ok(key_event_char(codepoint), need);
 }
@@ -267,37 +274,36 @@ void finish_paste(KeyDecoder* d) {
 }
 
 // Inside a bracketed paste nothing is interpreted: every byte is data until ESC [ 2 0 1 ~.
-ParseOne parse_paste_body(KeyDecoder* d, bool flush) {
+ParseOne parse_paste_body(const Front& f, bool flush) {
     static constexpr int32_t terminator[] = {ESC, '[', '2', '0', '1', '~'};
-    const int32_t* q = d->bytes->data();
-    if (d->len < 1) return parse_fail_incomplete();
-    if (q[0] == ESC && d->len < 6) {
+    if (f.len < 1) return parse_fail_incomplete();
+    if (f.q[0] == ESC && f.len < 6) {
         if (!flush) return parse_fail_incomplete();
-        int32_t held = d->len;
-        for (int32_t i = 0; i < held; i++) add_paste_byte(d, q[i]);
-        finish_paste(d);
+        int32_t held = f.len;
+        for (int32_t i = 0; i < held; i++) add_paste_byte(f.d, f.q[i]);
+        finish_paste(f.d);
         return parse_ok_skip(held);
     }
-    if (q[0] == ESC && memcmp(q, terminator, sizeof terminator) == 0) {
-        finish_paste(d);
+    if (f.q[0] == ESC && memcmp(f.q, terminator, sizeof terminator) == 0) {
+        finish_paste(f.d);
         return parse_ok_skip(6);
     }
-    add_paste_byte(d, q[0]);
+    add_paste_byte(f.d, f.q[0]);
     return parse_ok_skip(1);
 }
 
-ParseOne parse_front(KeyDecoder* d, bool flush) {
-    if (d->len < 1) return parse_fail_incomplete();
-    if (d->in_paste) return parse_paste_body(d, flush);
-    int32_t byte = d->bytes->data()[0];
-    if (byte == ESC) return parse_escape(d, flush);
+ParseOne parse_front(const Front& f, bool flush) {
+    if (f.len < 1) return parse_fail_incomplete();
+    if (f.d->in_paste) return parse_paste_body(f, flush);
+    int32_t byte = f.q[0];
+    if (byte == ESC) return parse_escape(f, flush);
     if (byte == 0x09) return parse_ok(key_event_plain(key_tab()), 1);
     if (byte == 0x0D || byte == 0x0A) return parse_ok(key_event_plain(key_enter()), 1);
     if (byte == 0x7F || byte == 0x08) return parse_ok(key_event_plain(key_backspace()), 1);
     if (byte >= 0x01 && byte <= 0x1A) return parse_ok(key_event_ctrl_letter(0x40 + byte), 1);
     if (byte < 0x20) return parse_ok(empty_key(), 1);
     if (byte <= 0x7E) return parse_ok(key_event_char(byte), 1);
-    return parse_utf8(d, flush);
+    return parse_utf8(f, flush);
 }
 
 Event parse_to_event(const ParseOne& parsed) {
@@ -307,6 +313,25 @@ Event parse_to_event(const ParseOne& parsed) {
 int32_t usable_cap(const Root<Array<Event>>& out, int32_t cap) {
     int32_t room = runtime::length(out);
     return cap < room ? cap : room;
+}
+
+// Parses item after item and stores events from out[count] on until `cap` are out; then drops the
+// bytes used. Without `flush` it stops where input is incomplete; with it, a parse that uses
+// nothing drops one byte.
+int32_t drain(KeyDecoder* d, const Root<Array<Event>>& out, int32_t count, int32_t cap, bool flush) {
+    int32_t used = 0;
+    while (count < cap && used < d->len) {
+        ParseOne parsed = parse_front(front_at(d, used), flush);
+        if (parsed.consumed < 1) {
+            if (!flush) break;
+            used++;
+            continue;
+        }
+        used += parsed.consumed;
+        if (!parsed.skip) out->data()[count++] = parse_to_event(parsed);
+    }
+    drop_front(d, used);
+    return count;
 }
 
 }  // namespace
@@ -371,33 +396,17 @@ void decoder_feed(const Root<KeyDecoder>& decoder, const stdlib::string& text) {
     }
 }
 
-ParseOne parse_one(const Root<KeyDecoder>& decoder, bool flush) { return parse_front(decoder.get(), flush); }
+ParseOne parse_one(const Root<KeyDecoder>& decoder, bool flush) {
+    return parse_front(front_at(decoder.get(), 0), flush);
+}
 
 int32_t decoder_poll_events(const Root<KeyDecoder>& decoder, const Root<Array<Event>>& out, int32_t cap) {
-    cap = usable_cap(out, cap);
-    int32_t count = 0;
-    while (count < cap && decoder->len > 0) {
-        ParseOne parsed = parse_front(decoder.get(), false);
-        if (parsed.incomplete || parsed.consumed < 1) break;
-        drop_front(decoder.get(), parsed.consumed);
-        if (!parsed.skip) out[count++] = parse_to_event(parsed);
-    }
-    return count;
+    return drain(decoder.get(), out, 0, usable_cap(out, cap), false);
 }
 
 int32_t decoder_flush_events(const Root<KeyDecoder>& decoder, const Root<Array<Event>>& out, int32_t cap) {
-    int32_t count = decoder_poll_events(decoder, out, cap);
     cap = usable_cap(out, cap);
-    while (count < cap && decoder->len > 0) {
-        ParseOne parsed = parse_front(decoder.get(), true);
-        if (parsed.consumed < 1) {
-            drop_front(decoder.get(), 1);
-            continue;
-        }
-        drop_front(decoder.get(), parsed.consumed);
-        if (!parsed.skip) out[count++] = parse_to_event(parsed);
-    }
-    return count;
+    return drain(decoder.get(), out, drain(decoder.get(), out, 0, cap, false), cap, true);
 }
 
 stdlib::string decoder_take_paste(const Root<KeyDecoder>& decoder) {
