@@ -10,39 +10,14 @@ namespace kestrum {
 
 // A key identity: a tag and, for Char alone, a codepoint (0 for every other tag).
 struct KeyCode {
+    // clang-format off
     enum Tag : int32_t {
-        None = 0,
-        Unknown = 1,
-        Escape = 2,
-        Enter = 3,
-        Tab = 4,
-        BackTab = 5,
-        Backspace = 6,
-        Delete = 7,
-        Insert = 8,
-        Left = 9,
-        Right = 10,
-        Up = 11,
-        Down = 12,
-        Home = 13,
-        End = 14,
-        PageUp = 15,
-        PageDown = 16,
-        Space = 17,
-        Char = 18,
-        F1 = 19,
-        F2 = 20,
-        F3 = 21,
-        F4 = 22,
-        F5 = 23,
-        F6 = 24,
-        F7 = 25,
-        F8 = 26,
-        F9 = 27,
-        F10 = 28,
-        F11 = 29,
-        F12 = 30,
+        None = 0, Unknown = 1, Escape = 2, Enter = 3, Tab = 4, BackTab = 5, Backspace = 6, Delete = 7,
+        Insert = 8, Left = 9, Right = 10, Up = 11, Down = 12, Home = 13, End = 14, PageUp = 15, PageDown = 16,
+        Space = 17, Char = 18, F1 = 19, F2 = 20, F3 = 21, F4 = 22, F5 = 23, F6 = 24, F7 = 25, F8 = 26,
+        F9 = 27, F10 = 28, F11 = 29, F12 = 30,
     };
+    // clang-format on
     int32_t tag = None;
     int32_t codepoint = 0;
 
