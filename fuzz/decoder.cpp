@@ -202,7 +202,8 @@ void add_mouse(Script& s, Reader& in) {
     bool press = in.below(2);
     s.bytes += "\x1b[<" + std::to_string(codes[which] + flags) + ";" + std::to_string(x + 1) + ";" +
                std::to_string(y + 1) + (press ? "M" : "m");
-    s.events.push_back(event_mouse(mouse_event(x, y, buttons[which], press, flags & 32, flags & 16, flags & 8, flags & 4)));
+    MouseEvent expected = mouse_event(x, y, buttons[which], press, flags & 32, flags & 16, flags & 8, flags & 4);
+    s.events.push_back(event_mouse(expected));
 }
 
 // A paste, then a key so that the next paste is taken apart from this one.
@@ -241,7 +242,10 @@ void check_keys(Reader& in) {
             s.key(utf8(cp), key_event_char(int32_t(cp)));
             break;
         }
-        case 3: s.key("\x1b", key_event_plain(key_escape())); escape_pending = true; break;
+        case 3:
+            s.key("\x1b", key_event_plain(key_escape()));
+            escape_pending = true;
+            break;
         case 4: add_csi_key(s, in); break;
         case 5: add_tilde_key(s, in); break;
         case 6: add_ss3_key(s, in); break;
