@@ -591,3 +591,18 @@ std::string paste(std::string_view text) { return "\x1b[200~" + std::string(text
 
 }  // namespace keys
 }  // namespace e2e
+
+termios e2e::Session::modes() const {
+    termios t{};
+    tcgetattr(master_, &t);
+    return t;
+}
+
+termios e2e::Session::fresh_modes() {
+    int master = -1, slave = -1;
+    termios t{};
+    if (openpty(&master, &slave, nullptr, nullptr, nullptr) == 0) tcgetattr(slave, &t);
+    if (master >= 0) close(master);
+    if (slave >= 0) close(slave);
+    return t;
+}

@@ -22,6 +22,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/types.h>
+#include <termios.h>
 
 #include <chrono>
 #include <cstdint>
@@ -176,6 +177,10 @@ public:
     bool cursor_visible() const { return props_.cursor_visible; }
     bool alt_screen() const { return props_.alt_screen; }
     const std::string& output() const { return output_; }  // every byte received, in order
+    // The terminal's line settings as the program left them (or has them now).
+    termios modes() const;
+    // The settings of a fresh terminal, as the program found them at its start.
+    static termios fresh_modes();
 
 private:
     bool pump(int timeout_ms);

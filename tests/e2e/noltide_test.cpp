@@ -1,4 +1,6 @@
 // The noltide binary, run as a user would start it.
+#include <string.h>
+
 #include "harness.hpp"
 
 TEST(Noltide, StopsWithoutATerminal) {
@@ -9,11 +11,42 @@ TEST(Noltide, StopsWithoutATerminal) {
     EXPECT_FALSE(r.timed_out);
 }
 
-TEST(Noltide, RunsInATerminal) {
-    e2e::Session s(NOLTIDE_BIN);
+bool same_modes(const termios& a, const termios& b) {
+    return a.c_iflag == b.c_iflag && a.c_oflag == b.c_oflag && a.c_cflag == b.c_cflag && a.c_lflag == b.c_lflag &&
+           memcmp(a.c_cc, b.c_cc, sizeof a.c_cc) == 0;
+}
+
+TEST(Noltide, TakesTheScreenPaintsTheDesktopAndGivesTheTerminalBackOnAltQ) {
+    e2e::Session s(NOLTIDE_BIN, e2e::Options().with_size(90, 26).with_env("COLORTERM", "truecolor"));
+    ASSERT_TRUE(s.wait_for([&] { return s.alt_screen() && s.cell(25, 89).bg == e2e::Color::rgb(0, 0, 170); }));
+    // The open sequence comes first, in its order, before any frame.
+    EXPECT_EQ(s.output().rfind("\033[?1049h\033[2J\033[1;1H\033[?25l\033[?1000h\033[?1002h\033[?1006h\033[?2004h", 0), 0u);
+    for (int row : {0, 12, 25}) EXPECT_EQ(s.row_text(row), "") << row;
+    EXPECT_EQ(s.cell(0, 0).bg, (e2e::Color::rgb(0, 0, 170)));
+    EXPECT_FALSE(s.cursor_visible());
+    EXPECT_FALSE(same_modes(s.modes(), e2e::Session::fresh_modes())) << "raw mode while running";
+
+    s.send(e2e::keys::alt_char('x'));  // other keys do not stop it
+    s.send("\033");                    // nor a lone Escape, which is forced out after a quiet poll
+    s.pump_for(std::chrono::milliseconds(200));
+    EXPECT_TRUE(s.running());
+    s.send(e2e::keys::alt_char('q'));
     ASSERT_TRUE(s.wait_exit());
     EXPECT_EQ(s.exit_status(), e2e::ExitStatus::exited(0));
+    EXPECT_FALSE(s.alt_screen());
+    EXPECT_TRUE(s.cursor_visible());
+    EXPECT_TRUE(same_modes(s.modes(), e2e::Session::fresh_modes())) << "line settings restored exactly";
     EXPECT_EQ(s.output().find("not a TTY"), std::string::npos);
+}
+
+TEST(Noltide, RepaintsAtTheTerminalsNewSize) {
+    e2e::Session s(NOLTIDE_BIN, e2e::Options().with_size(40, 10).with_env("COLORTERM", "truecolor"));
+    ASSERT_TRUE(s.wait_for([&] { return s.cell(9, 39).bg == e2e::Color::rgb(0, 0, 170); }));
+    s.resize(60, 20);
+    EXPECT_TRUE(s.wait_for([&] { return s.cell(19, 59).bg == e2e::Color::rgb(0, 0, 170); }));
+    s.send(e2e::keys::alt_char('Q'));
+    ASSERT_TRUE(s.wait_exit());
+    EXPECT_EQ(s.exit_status(), e2e::ExitStatus::exited(0));
 }
 
 namespace {
