@@ -6,24 +6,13 @@
 #include <vector>
 
 #include "kestrum/input.hpp"
-#include "runtime/machine.hpp"
-#include "runtime/objects.hpp"
+#include "tests/support/runtime_up.hpp"
 
 using namespace kestrum;
 
 namespace {
 
-void boot() {
-    static bool up = [] {
-        nolt_machine_init();
-        nolt_heaps_init();
-        nolt_objects_init();
-        static int marker;
-        nolt_objects_register_main_process(&marker);
-        return true;
-    }();
-    (void)up;
-}
+void boot() { test_support::runtime_up(); }
 
 std::string typing() {
     return "for item in items do\r  total = total + item.size() -- sum\r\x7f\x7f\tend\r";

@@ -5,8 +5,7 @@
 #include <unistd.h>
 
 #include "kestrum/cell.hpp"
-#include "runtime/machine.hpp"
-#include "runtime/objects.hpp"
+#include "tests/support/runtime_up.hpp"
 
 using namespace kestrum;
 using namespace stdlib;
@@ -15,17 +14,7 @@ namespace {
 
 constexpr int32_t W = 200, H = 60;
 
-void boot() {
-    static bool up = [] {
-        nolt_machine_init();
-        nolt_heaps_init();
-        nolt_objects_init();
-        static int marker;
-        nolt_objects_register_main_process(&marker);
-        return true;
-    }();
-    (void)up;
-}
+void boot() { test_support::runtime_up(); }
 
 // An open terminal on /dev/null at the given depth.
 Root<Term> null_term(ColorDepth depth) {

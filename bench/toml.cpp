@@ -6,24 +6,13 @@
 
 #include <string>
 
-#include "runtime/machine.hpp"
-#include "runtime/objects.hpp"
+#include "tests/support/runtime_up.hpp"
 
 using namespace stdlib;
 
 namespace {
 
-void boot() {
-    static bool up = [] {
-        nolt_machine_init();
-        nolt_heaps_init();
-        nolt_objects_init();
-        static int marker;
-        nolt_objects_register_main_process(&marker);
-        return true;
-    }();
-    (void)up;
-}
+void boot() { test_support::runtime_up(); }
 
 // 64 tables of 16 pairs each: 10 plain keys, a 4-element array with its marker, an inline table
 // of one pair.
