@@ -154,7 +154,7 @@ void* allocate_array(uint64_t element_size, uint64_t count, const nolt_type* ele
 }
 
 Root<Text> make_text_buffer(uint64_t capacity) {
-    return Root<Text>(static_cast<Text*>(nolt_heaps_new_array(1, capacity ? capacity : 1)));
+    return Root<Text>(reinterpret_cast<Text*>(nolt_string_alloc((int64_t)capacity)));
 }
 
 Root<Text> make_text(const char* bytes, size_t length) {
@@ -165,7 +165,7 @@ Root<Text> make_text(const char* bytes, size_t length) {
 }
 
 Root<Text> make_text(const char* zero_terminated) {
-    return make_text(zero_terminated ? zero_terminated : "", zero_terminated ? strlen(zero_terminated) : 0);
+    return Root<Text>(reinterpret_cast<Text*>(nolt_string_dup_c(zero_terminated)));
 }
 
 }  // namespace runtime
