@@ -68,7 +68,7 @@ bool list_has_raw(const Lang* lang, const Text* list_name, const char* word, int
     return i >= 0 && packed_has(lang->lists[i].get(), word, n, !lang->casesensitive);
 }
 
-const Text* role_of(const Lang* lang, const Text* attribute) {
+Text* role_of(const Lang* lang, const Text* attribute) {
     int32_t i = index_in(lang->item_names, lang->item_count, bytes_of(attribute), len_of(attribute));
     return i >= 0 ? lang->item_roles[i].get() : "normal"_t;
 }
@@ -205,7 +205,7 @@ Option<int32_t> find_list(const Root<Lang>& lang, const string& name) {
 }
 
 string item_role(const Root<Lang>& lang, const string& attribute) {
-    return string(const_cast<Text*>(role_of(lang.get(), attribute.get())));
+    return string(role_of(lang.get(), attribute.get()));
 }
 
 bool list_has(const Root<Lang>& lang, const string& list_name, const string& word) {
