@@ -12,6 +12,7 @@
 #include "runtime/machine.hpp"
 #include "runtime/objects.hpp"
 #include "stdlib/io/console.hpp"
+#include "stdlib/io/dir.hpp"
 #include "stdlib/sys/optparse.hpp"
 #include "stdlib/sys/poll.hpp"
 #include "stdlib/sys/signal.hpp"
@@ -81,8 +82,20 @@ struct Screen {
     }
 };
 
+// The syntax directories that exist, in the order in which later ones override earlier ones.
+void register_syntax_dirs() {
+    using namespace runtime::literals;
+    const stdlib::string candidates[] = {kestrum::home_syntax_dir(), "/usr/local/lib/nolt/stdlib/kestrum/syntax.d"_t,
+                                         "/usr/lib/nolt/stdlib/kestrum/syntax.d"_t, "nolt-stdlib/kestrum/syntax.d"_t,
+                                         "../nolt-stdlib/kestrum/syntax.d"_t};
+    for (const stdlib::string& dir : candidates)
+        if (!stdlib::is_empty(dir) && stdlib::dir_exists(dir)) kestrum::add_syntax_dir(dir);
+}
+
 int32_t start_ui(const stdlib::string& path) {
     (void)path;  // opened once edit windows and projects exist
+    register_syntax_dirs();
+    kestrum::ensure_catalog();
     kestrum::TermResult opened = kestrum::term_open(kestrum::term_config_fullscreen());
     if (kestrum::is_err(opened)) {
         fputs("noltide: not a TTY\n", stdout);
@@ -128,7 +141,7 @@ int main(int argc, char** argv) {
     kestrum::g_langs.register_root();
     kestrum::g_extra.register_root();
     ide::g_prefs = ide::default_prefs();
-    kestrum::g_langs = Array<runtime::Member<kestrum::Lang>>::make(kestrum::MAX_LANGS);
+    kestrum::g_langs = Array<runtime::Member<kestrum::Lang>>::make(kestrum::max_langs());
     kestrum::g_extra = Array<runtime::Member<runtime::Text>>::make(kestrum::MAX_EXTRA_DIRS);
     nolt_args_init(argc, argv);
     nolt_machine_exit(nolt_main());

@@ -317,10 +317,17 @@ void cellbuf_draw_text(const Root<CellBuffer>& buf, int32_t x, int32_t y, const 
 
 void cellbuf_draw_text_in(const Root<CellBuffer>& buf, int32_t x, int32_t y, const string& text, const Style& style,
                           Rect clip) {
+    cellbuf_draw_range_in(buf, x, y, text, 0, length(text), style, clip);
+}
+
+void cellbuf_draw_range_in(const Root<CellBuffer>& buf, int32_t x, int32_t y, const string& text, int32_t from,
+                           int32_t to, const Style& style, Rect clip) {
     Cell* row = row_of(buf, y);
-    if (!row || !row_in_clip(y, clip)) return;
-    const unsigned char* s = bytes_of(text);
-    int32_t n = length(text), width = buf->width;
+    from = max_int(from, 0);
+    to = min_int(to, length(text));
+    if (!row || !row_in_clip(y, clip) || to <= from) return;
+    const unsigned char* s = bytes_of(text) + from;
+    int32_t n = to - from, width = buf->width;
     int64_t right = (int64_t)clip.x + clip.w, end = right < width ? right : width;
     int64_t pen = x;
     for (int32_t i = 0; i < n && pen < end;) {

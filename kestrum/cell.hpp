@@ -148,6 +148,10 @@ void cellbuf_draw_text(const Root<CellBuffer>& buf, int32_t x, int32_t y, const 
 // the edge, and one that starts left of the clip stores nothing.
 void cellbuf_draw_text_in(const Root<CellBuffer>& buf, int32_t x, int32_t y, const string& text, const Style& style,
                           Rect clip);
+// The bytes from `from` to `to` of `text`, drawn as cellbuf_draw_text_in draws a text of just
+// those bytes; the range is cut to the text.
+void cellbuf_draw_range_in(const Root<CellBuffer>& buf, int32_t x, int32_t y, const string& text, int32_t from,
+                           int32_t to, const Style& style, Rect clip);
 // For menu rows: the codepoint numbered `hot_index` (from 0) is drawn bold; stops before a
 // glyph that would cross the clip's right edge. Tabs and control characters are not special.
 void cellbuf_draw_text_hot(const Root<CellBuffer>& buf, int32_t x, int32_t y, const string& text, int32_t hot_index,

@@ -1,0 +1,301 @@
+#include "kestrum/syntax.hpp"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/support/boot.hpp"
+#include "tests/support/temp_dir.hpp"
+
+using namespace kestrum;
+using namespace stdlib;
+using Lines = std::vector<std::string>;
+
+namespace {
+
+// Role letters, in the order of the scheme's role fields: '.' is "normal", ' ' a cell not drawn.
+constexpr const char* LETTERS = "KTSCNOFPVcAEoXaB";
+
+// A scheme whose role i is coloured (i + 1, 0, 0), so that a cell's colour names its role.
+Root<SyntaxScheme> probe_scheme() {
+    Color c[16];
+    for (int32_t i = 0; i < 16; i++) c[i] = rgb(i + 1, 0, 0);
+    return scheme_make("probe"_t, rgb(0, 0, 9), rgb(0, 0, 0), c[0], c[1], c[2], c[3], c[4], c[5], c[6], c[7], c[8],
+                       c[9], c[10], c[11], c[12], c[13], c[14], c[15], rgb(0, 0, 0), rgb(0, 0, 0), false);
+}
+
+std::string roles_of(const Root<CellBuffer>& buf, int32_t y) {
+    std::string out;
+    for (int32_t x = 0; x < buf->width; x++) {
+        Cell cell = cellbuf_get(buf, x, y);
+        out += cell.style.bg != rgb(0, 0, 9) ? ' ' : cell.style.fg.r == 0 ? '.' : LETTERS[cell.style.fg.r - 1];
+    }
+    return out.erase(out.find_last_not_of(' ') + 1);
+}
+
+string_array texts(const Lines& lines) {
+    string_array array = Array<Member<Text>>::make(lines.size());
+    for (size_t i = 0; i < lines.size(); i++) array[i] = from_bytes(lines[i].data(), (int32_t)lines[i].size());
+    return array;
+}
+
+// The role map of lines first .. first + rows - 1 after a whole-document paint in catalog language `lang`.
+Lines paint(int32_t lang, const Lines& lines, int32_t first = 0, int32_t rows = -1) {
+    rows = rows < 0 ? (int32_t)lines.size() : rows;
+    Root<CellBuffer> buf = cellbuf_create(48, rows);
+    paint_lines(buf, texts(lines), (int32_t)lines.size(), first, rows, 0, 0, lang, probe_scheme(), rect(0, 0, 48, rows));
+    Lines out;
+    for (int32_t y = 0; y < rows; y++) out.push_back(roles_of(buf, y));
+    return out;
+}
+
+Root<Lang> parse(const std::string& toml) { return parse_lang(from_bytes(toml.data(), (int32_t)toml.size())); }
+
+// Registers a definition in the open catalog and gives its index.
+int32_t install(const std::string& toml) {
+    ensure_catalog();
+    Root<Lang> lang = parse(toml);
+    register_lang(lang);
+    return find_id(lang->id);
+}
+
+std::string file_def(const std::string& id, const std::string& more = "") { return "id = \"" + id + "\"\n" + more; }
+
+const std::string ITEMS = R"(item_data = [{name = "K", role = "keyword"}, {name = "S", role = "string"}, )"
+                          R"({name = "C", role = "comment"}, {name = "N", role = "number"}])"
+                          "\n";
+
+class Syntax : public testing::Test {
+protected:
+    void SetUp() override {
+        test_support::boot();
+        g_ready = false;
+        g_extra_n = 0;
+        unsetenv("NOLT_HOME");
+    }
+    test_support::TempDir tmp;
+    std::string dir(const std::string& name, const std::vector<std::pair<std::string, std::string>>& files) {
+        std::string path = tmp / name;
+        mkdir(path.c_str(), 0755);
+        for (auto& [file, text] : files) test_support::write_bytes(path + "/" + file, text);
+        return path;
+    }
+};
+
+TEST_F(Syntax, SchemesByNameAndRoleStyles) {
+    EXPECT_STREQ(c_str(scheme_by_name("Monokai"_t)->name), "monokai");
+    EXPECT_STREQ(c_str(scheme_by_name("HC"_t)->name), "highcontrast");
+    EXPECT_STREQ(c_str(scheme_by_name("synthwave_84"_t)->name), "synthwave");
+    EXPECT_STREQ(c_str(scheme_by_name("nosuch"_t)->name), "default");
+    Root<SyntaxScheme> def = scheme_default();
+    Style normal = style_make(rgb(220, 230, 245), rgb(16, 32, 64), false, false, false);
+    EXPECT_EQ(scheme_style(def, "normal"_t), normal);
+    EXPECT_EQ(scheme_style(def, "Keyword"_t), normal);
+    EXPECT_EQ(scheme_style(def, "keyword"_t), style_make(rgb(255, 210, 80), rgb(16, 32, 64), true, false, false));
+    EXPECT_EQ(scheme_style(def, "builtin"_t).fg, rgb(180, 160, 255));
+    EXPECT_FALSE(scheme_style(scheme_darcula(), "keyword"_t).bold);
+    EXPECT_EQ(scheme_gruvbox_light()->gutter_bg, rgb(242, 229, 188));
+}
+
+TEST_F(Syntax, ParsingKeepsToEveryLimit) {
+    std::string nine = "[\"1\", \"2\", \"3\", \"4\", \"5\", \"6\", \"7\", \"8\", \".nine\"]";
+    std::string toml = file_def("t", "extensions = " + nine + "\nfilenames = " + nine + "\nlist_names = " + nine +
+                                         "\ncasesensitive = \"yes\"\nlists.1 = [\"A\", \"\", \"b\"]\nlists.2 = []\n");
+    for (int i = 0; i < 17; i++) toml += "[[item_data]]\nrole = \"r" + std::to_string(i) + "\"\n";
+    std::string rules = "rules = [";
+    for (int i = 0; i < 25; i++) rules += "{type = \"number\"}, ";
+    for (int i = 0; i < 17; i++) toml += "[[context]]\nname = \"c" + std::to_string(i) + "\"\n" + rules + "]\n";
+    Root<Lang> lang = parse(toml);
+    EXPECT_STREQ(c_str(lang->title), "t");
+    EXPECT_FALSE(lang->casesensitive);
+    EXPECT_EQ(lang->ext_count + lang->filename_count + lang->list_count, 24);
+    EXPECT_EQ(lang->item_count, 16);
+    EXPECT_EQ(lang->ctx_count, 16);
+    EXPECT_EQ(lang->contexts[15]->rule_count, 24);
+    EXPECT_STREQ(c_str(lang->contexts[0]->line_end), "stay");
+    EXPECT_STREQ(c_str(lang->contexts[0]->rules[0]->next), "stay");
+    EXPECT_STREQ(c_str(lang->lists[0]), "|a|b|");
+    EXPECT_STREQ(c_str(lang->lists[1]), "|");
+    EXPECT_TRUE(list_has(lang, "1"_t, "B"_t));
+    EXPECT_FALSE(list_has(lang, "9"_t, "a"_t));
+    EXPECT_STREQ(c_str(item_role(lang, ""_t)), "r0");  // an item without a name matches an empty attribute
+    EXPECT_STREQ(c_str(item_role(lang, "x"_t)), "normal");
+    EXPECT_TRUE(is_empty(parse("title = \"no id\"")->id));
+    EXPECT_TRUE(is_empty(parse("id = \"broken")->id));
+}
+
+TEST_F(Syntax, CatalogLoadsDirectoriesInOrder) {
+    EXPECT_EQ(lang_from_path("a.nolt"_t), 0);
+    EXPECT_EQ(LANG_NOLT(), 0);
+    g_ready = false;
+    std::string a = dir("a", {{"x.TOML", file_def("x", "extensions = [\".x\"]")},
+                              {"skip.txt", file_def("y", "extensions = [\".y\"]")},
+                              {"bad.toml", "id = \"z"},
+                              {"none.toml", "extensions = [\".y\"]"}});
+    std::string b = dir("b", {{"z.toml", file_def("z", "filenames = [\"Makefile\", \"Make.X\"]")}});
+    std::string c = dir("c", {{"x.toml", file_def("x", "extensions = [\".xx\"]")}});
+    add_syntax_dir(""_t);
+    add_syntax_dir(from_c(a.c_str()));
+    add_syntax_dir(from_c(b.c_str()));
+    add_syntax_dir(from_c(a.c_str()));
+    EXPECT_EQ(g_extra_n, 2);
+    ensure_catalog();
+    EXPECT_EQ(g_n, 3);
+    EXPECT_EQ(lang_from_path("src/MAKE.x"_t), 1);  // x comes first, its extension beats z's file name
+    EXPECT_EQ(lang_from_path("src\\makefile"_t), 2);
+    EXPECT_EQ(lang_from_path("a.y"_t), 0);
+    add_syntax_dir(from_c(c.c_str()));  // loaded at once: x keeps its index, the record is c's
+    EXPECT_EQ(find_id("x"_t), 1);
+    EXPECT_EQ(lang_from_path("a.x"_t), 0);
+    EXPECT_EQ(lang_from_path("a.XX"_t), 1);
+    for (int i = 0; i < 8; i++) add_syntax_dir(from_c((tmp / std::to_string(i)).c_str()));
+    EXPECT_EQ(g_extra_n, 8);
+
+    g_ready = false;
+    g_extra_n = 0;
+    std::string root = dir("root", {});
+    dir("root/nolt-stdlib", {});
+    dir("root/nolt-stdlib/kestrum", {});
+    dir("root/nolt-stdlib/kestrum/syntax.d", {{"n.toml", file_def("nolt")}});
+    setenv("NOLT_HOME", root.c_str(), 1);
+    EXPECT_EQ(LANG_NOLT(), 1);
+}
+
+TEST_F(Syntax, CatalogHoldsThirtyOneLanguages) {
+    std::vector<std::pair<std::string, std::string>> files;
+    for (int i = 0; i < 33; i++) files.push_back({std::to_string(i) + ".toml", file_def("l" + std::to_string(i))});
+    add_syntax_dir(from_c(dir("many", files).c_str()));
+    ensure_catalog();
+    int found = 0;
+    for (int i = 0; i < 33; i++) found += find_id(from_c(("l" + std::to_string(i)).c_str())) > 0;
+    EXPECT_EQ(found, 31);
+    EXPECT_EQ(g_n, 32);
+}
+
+TEST_F(Syntax, ScannersAndStack) {
+    EXPECT_EQ(number_len("1."_t, 0) + number_len("1.5.2"_t, 0) + number_len("x1"_t, 0), 1 + 3 + 0);
+    EXPECT_EQ(hex_len("a0x"_t, 1) + hex_len("0xfG"_t, 0) + hex_len("0xg"_t, 0), 0 + 3 + 0);
+    EXPECT_EQ(ident_len("_a1 b"_t, 0) + ident_len("1a"_t, 0) + ident_len("a"_t, 5), 3);
+    EXPECT_TRUE(starts_at("ab"_t, 1, "b"_t));
+    EXPECT_FALSE(starts_at("ab"_t, 1, "bc"_t) || starts_at("ab"_t, 0, ""_t));
+
+    Root<Lang> lang = parse(file_def("t", "[[context]]\nname = \"a\"\n[[context]]\nname = \"b\"\nline_end = \"pop\"\n"));
+    HlStack stack = stack_apply(stack_apply(empty_stack(), lang, "pop"_t), lang, "pop"_t);
+    EXPECT_EQ(stack.depth, 1);
+    for (int i = 0; i < 20; i++) stack = stack_apply(stack, lang, "b"_t);
+    EXPECT_EQ(stack.depth, 16);
+    EXPECT_EQ(stack_top(stack), 1);
+    EXPECT_EQ(stack_apply(stack_apply(empty_stack(), lang, "nowhere"_t), lang, "stay"_t).depth, 1);
+    stack = stack_apply(empty_stack(), lang, "b"_t);
+    EXPECT_EQ(apply_line(lang, ""_t, stack, Root<CellBuffer>(), 0, 0, probe_scheme(), rect(0, 0, 0, 0), false).depth,
+              1);  // an empty line still ends with the line-end step
+
+    Root<CellBuffer> buf = cellbuf_create(16, 1);
+    paint_span(buf, 3, 0, "\tab"_t, 1, 3, style_default(), rect(0, 0, 16, 1));  // the tab measured from column 0
+    EXPECT_EQ(cellbuf_get(buf, 11, 0).codepoint, 'a');
+}
+
+TEST_F(Syntax, RulesContextsAndCase) {
+    int32_t t = install(file_def("t", ITEMS + R"(list_names = ["kw"]
+lists.kw = ["if", "end"]
+[[context]]
+name = "code"
+rules = [{type = "word_detect", needle = "do", attribute = "K"}, {type = "keyword", list = "kw", attribute = "K"}, )"
+                                             R"({type = "hex", attribute = "N"}, {type = "number", attribute = "N"}, )"
+                                             R"({type = "detect2", needle = "/*", attribute = "C", next = "block"}, )"
+                                             R"({type = "detect_char", needle = "\"", attribute = "S", next = "str"}, )"
+                                             R"({type = "detect_char", needle = "@", attribute = "S", next = "nowhere"}, )"
+                                             R"({type = "keyword", list = "nolist", attribute = "K"}]
+[[context]]
+name = "block"
+attribute = "C"
+rules = [{type = "detect2", needle = "*/", next = "pop"}, {type = "no such kind"}]
+[[context]]
+name = "str"
+attribute = "S"
+line_end = "pop"
+)"));
+    Lines doc = {"do done xif 7 0x", "\xc3\xa9" "1@2", "x \"a\"b", "IF /* a", "", "b */ 1"};
+    EXPECT_EQ(paint(t, doc), (Lines{"KK.......KK.N.N.", ".NSN", "..SSSS", "...CCCC", "", "CCCC.N"}));
+    Lines far(40, "x");
+    far[0] = "/* open";
+    EXPECT_EQ(paint(t, far, 39, 1), Lines{"C"});
+    EXPECT_EQ(paint(0, {"do 1"}), Lines{"...."});
+
+    int32_t u = install(file_def("u", ITEMS + R"(casesensitive = false
+list_names = ["kw"]
+lists.kw = ["If"]
+context = [{name = "c", rules = [{type = "keyword", list = "kw", attribute = "K"}, {type = "detect2", needle = "AB", attribute = "S"}]}]
+)"));
+    EXPECT_EQ(paint(u, {"IF if iF ab AB"}), Lines{"KK.KK.KK....SS"});
+}
+
+// Every shipped definition loads, refers only to what exists, and colours a sample as expected.
+TEST_F(Syntax, ShippedDefinitions) {
+    add_syntax_dir(NOLT_SOURCE_DIR "/nolt-stdlib/kestrum/syntax.d"_t);
+    EXPECT_GT(LANG_NOLT(), 0);
+    EXPECT_EQ(g_n, 10);
+    for (int32_t i = 1; i < g_n; i++) {
+        Root<Lang> lang = (*g_langs.get())[i];
+        auto next_ok = [&](const string& next) {
+            return is_empty(next) || equals(next, "stay"_t) || equals(next, "pop"_t) || find_ctx(lang, next).is_some();
+        };
+        auto item_ok = [&](const string& name) {
+            for (int32_t k = 0; k < lang->item_count; k++)
+                if (equals(lang->item_names[k], name)) return true;
+            return false;
+        };
+        for (int32_t k = 0; k < lang->item_count; k++)
+            EXPECT_TRUE(is_scheme_role(lang->item_roles[k]) || equals(lang->item_roles[k], "normal"_t))
+                << c_str(lang->id) << ": role " << c_str(lang->item_roles[k]);
+        for (int32_t c = 0; c < lang->ctx_count; c++) {
+            Root<Ctx> ctx = lang->contexts[c];
+            std::string where = std::string(c_str(lang->id)) + "/" + c_str(ctx->name);
+            EXPECT_TRUE(next_ok(ctx->line_end) && item_ok(ctx->attribute)) << where;
+            for (int32_t r = 0; r < ctx->rule_count; r++) {
+                Root<Rule> rule = ctx->rules[r];
+                EXPECT_TRUE(rule->kind != 0 && next_ok(rule->next)) << where << " rule " << r;
+                EXPECT_TRUE(is_empty(rule->attribute) || item_ok(rule->attribute)) << where << " rule " << r;
+                EXPECT_TRUE(rule->kind != RK_KEYWORD || find_list(lang, rule->list).is_some()) << where << " rule " << r;
+            }
+        }
+    }
+    struct Sample {
+        const char* path;
+        Lines lines, roles;
+    } samples[] = {
+        {"x.nolt",
+         {"fn f(s: string) -> i32 # TODO", "print(\"a\\n\", 0x1F, 2.5, true)", "end f"},
+         {"KK......TTTTTT..OO.TTT.CCAAAA", "BBBBB.SSXXS..NNNN..NNN..cccc.", "KKK.."}},
+        {"m.c",
+         {"#include <stdio.h> /* x", "*/ int n = 0x10; // FIXME", "x = \"a\\\"b\";"},
+         {"PPPPPPPP.O.......O.CCCC", "CC.TTT...O.NNNN..CCCAAAAA", "..O.SSXXSS."}},
+        {"m.hpp",
+         {"[[nodiscard]] auto s = R\"(a\"b)\";", "class A : public B {};"},
+         {"aaaaaaaaaaaaa.TTTT...O.SSSSSSSS.", "KKKKK...O.KKKKKK......"}},
+        {"s.py",
+         {"@app.route(\"/\")", "def f(self): return None  # x", "x = \"\"\"a", "b\"\"\" + 1"},
+         {"aaaaaaaaaa.SSS.", "KKK...VVVV...KKKKKK.cccc..CCC", "..O.SSSS", "SSSS.O.N"}},
+        {"run.sh",
+         {"if [ -n \"$HOME\" ]; then echo ${x} $1 '$y' # c"},
+         {"KK......SVVVVVS..O.KKKK.BBBB.VVVV.VV.SSSS.CCC"}},
+        {"Makefile", {"CC := $(shell cc) $@ # x", "ifeq ($(X),1)"}, {"...OO.VVFFFFFVVVV.VV.CCC", "KKKK..VVVV.N."}},
+        {"README.md",
+         {"## Title", "Some **bold** and *it* `code` [l](u)"},
+         {"KKKKKKKK", ".....TTTTTTTT.....XXXX.SSSSSS.F.FFaF"}},
+        {"conf.toml",
+         {"[tab]", "key = \"v\" # c", "n = [1, true]", "x = 0x1F"},
+         {"KKKKK", "aaaaO.SSS.CCC", "a.O.ONO.ccccO", "aaO.NNNN"}},
+        {"d.json", {"{\"a\": [1.5e3, -2, true, nul]}"}, {"OSSSO.ONNNNNO.NNO.ccccO.EEEOO"}},
+    };
+    for (const Sample& sample : samples) {
+        int32_t lang = lang_from_path(from_c(sample.path));
+        EXPECT_GT(lang, 0) << sample.path;
+        EXPECT_EQ(paint(lang, sample.lines), sample.roles) << sample.path;
+    }
+}
+
+}  // namespace
