@@ -56,8 +56,11 @@ Event press(int32_t x, int32_t y) { return event_mouse(mouse_event(x, y, mouse_l
 
 class Views : public testing::Test {
 protected:
-    void SetUp() override { test_support::boot(); }
-    Root<Group> group = runtime::make<Box>(rect(10, 5, 20, 10));
+    void SetUp() override {
+        test_support::boot();
+        group = runtime::make<Box>(rect(10, 5, 20, 10));
+    }
+    Root<Group> group;
 };
 
 TEST_F(Views, TabAndShiftTabSkipWhatCannotTakeFocus) {
