@@ -56,11 +56,7 @@ Event press(int32_t x, int32_t y) { return event_mouse(mouse_event(x, y, mouse_l
 
 class Views : public testing::Test {
 protected:
-    void SetUp() override {
-        test_support::boot();
-        group = runtime::make<Box>(rect(10, 5, 20, 10));
-    }
-    Root<Group> group;
+    Root<Group> group = (test_support::boot(), runtime::make<Box>(rect(10, 5, 20, 10)));
 };
 
 TEST_F(Views, TabAndShiftTabSkipWhatCannotTakeFocus) {
