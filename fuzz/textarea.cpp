@@ -9,6 +9,7 @@
 #include <string.h>
 
 #include "fuzz/boot.hpp"
+#include "fuzz/reader.hpp"
 #include "kestrum/widgets/textarea.hpp"
 
 using namespace kestrum;
@@ -26,21 +27,10 @@ namespace {
         }                                                   \
     } while (0)
 
-struct Reader {
-    const uint8_t* data;
-    size_t size;
-    size_t at = 0;
-
-    bool more() const { return at < size; }
-    uint32_t byte() { return at < size ? data[at++] : 0; }
-    uint32_t below(uint32_t n) { return byte() % n; }
-    stdlib::string bytes(uint32_t n) {
-        n = (uint32_t)(n < size - at ? n : size - at);
-        stdlib::string text = stdlib::from_bytes(reinterpret_cast<const char*>(data + at), (int32_t)n);
-        at += n;
-        return text;
-    }
-};
+stdlib::string take_text(Reader& in, uint32_t n) {
+    size_t from = in.at;
+    return stdlib::from_bytes(reinterpret_cast<const char*>(in.data + from), (int32_t)in.take(n));
+}
 
 int32_t foreign_bytes(const stdlib::string& text) {
     int32_t n = 0;
@@ -84,7 +74,7 @@ void step(const Root<TextArea>& a, Reader& in, const Root<CellBuffer>& buf, cons
         a->handle_event(event_key(key_event(keys[mods % 16], mods & 0x40, mods & 0x80, mods & 0x20)));
         break;
     }
-    case 3: a->paste(in.bytes(in.below(48))); break;
+    case 3: a->paste(take_text(in, in.below(48))); break;
     case 4: {
         uint32_t flags = in.byte();
         MouseEvent m = mouse_event((int32_t)in.below(24) - 2, (int32_t)in.below(12) - 2, buttons[flags % 5],
@@ -96,7 +86,7 @@ void step(const Root<TextArea>& a, Reader& in, const Root<CellBuffer>& buf, cons
         uint32_t which = in.below(6);
         if (which == 0) a->select_all();
         else if (which == 1) a->delete_selection();
-        else if (which == 2) a->find_next(in.bytes(1 + in.below(3)));
+        else if (which == 2) a->find_next(take_text(in, 1 + in.below(3)));
         else if (which == 3) a->set_caret((int32_t)in.below(40) - 4, (int32_t)in.below(40) - 4);
         else if (which == 4) a->scroll_by((int32_t)in.below(21) - 10);
         else a->set_line_numbers(!a->line_numbers);
@@ -117,7 +107,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Root<TextArea> a = TextArea::create(r, max_lines, r.h, cap);
     Root<CellBuffer> buf = cellbuf_create(20, 12);
     Root<Theme> theme = theme_classic();
-    stdlib::string start = in.bytes(in.below(96));
+    stdlib::string start = take_text(in, in.below(96));
     a->set_text(start);
     int32_t foreign = foreign_bytes(start);
     check_store(a, foreign);

@@ -8,12 +8,13 @@
 
 namespace kestrum {
 
-constexpr int32_t max_items() { return 256; }
-
 class ListBox : public View {
     NOLT_MANAGED(ListBox, View);
 
 public:
+    // The class's own limit; the syntax catalog has a max_items of its own.
+    static constexpr int32_t max_items() { return 256; }
+
     Member<runtime::Array<Member<Text>>> items;  // capacity slots; the first count are the rows
     int32_t capacity = 1;
     int32_t count = 0;
