@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "fuzz/boot.hpp"
+#include "fuzz/reader.hpp"
 #include "kestrum/input.hpp"
 
 using namespace kestrum;
@@ -28,17 +29,6 @@ namespace {
 void check(bool holds) {
     if (!holds) abort();
 }
-
-// The input's own bytes drive every choice; past its end they read as 0.
-struct Reader {
-    const uint8_t* data;
-    size_t size;
-    size_t at = 0;
-
-    bool more() const { return at < size; }
-    uint32_t byte() { return at < size ? data[at++] : 0; }
-    uint32_t below(uint32_t n) { return byte() % n; }
-};
 
 struct Run {
     Root<KeyDecoder> decoder = decoder_create();
