@@ -32,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::string_view lines = split == std::string_view::npos ? input : input.substr(split + 4);
     Root<Lang> lang = parse_lang(text_of(input.substr(0, split)));
     check(lang->ext_count <= max_ext() && lang->filename_count <= max_ext() && lang->list_count <= max_lists() &&
-          lang->item_count <= max_items() && lang->ctx_count <= max_ctx());
+          lang->item_count <= max_item_data() && lang->ctx_count <= max_ctx());
     for (int32_t c = 0; c < lang->ctx_count; c++) check(lang->contexts[c]->rule_count <= max_rules());
 
     Root<CellBuffer> buf = cellbuf_create(64, 1);

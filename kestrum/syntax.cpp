@@ -134,8 +134,8 @@ Root<Lang> blank_lang() {
     lang->filenames = Texts::make(max_ext());
     lang->list_names = Texts::make(max_lists());
     lang->lists = Texts::make(max_lists());
-    lang->item_names = Texts::make(max_items());
-    lang->item_roles = Texts::make(max_items());
+    lang->item_names = Texts::make(max_item_data());
+    lang->item_roles = Texts::make(max_item_data());
     lang->contexts = Array<Member<Ctx>>::make(max_ctx());
     return lang;
 }
@@ -181,7 +181,7 @@ Root<Lang> parse_lang(const string& text) {
         string packed = pack_list(words);
         lang->lists[i] = lang->casesensitive ? packed : stdlib::to_lower(packed);
     }
-    lang->item_count = table_count(doc, "item_data"_t, max_items());
+    lang->item_count = table_count(doc, "item_data"_t, max_item_data());
     for (int32_t i = 0; i < lang->item_count; i++) {
         string key = dotted("item_data"_t, i);
         lang->item_names[i] = get_or(doc, dotted(key, "name"_t), stdlib::empty_string());

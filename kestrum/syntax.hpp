@@ -24,7 +24,7 @@ constexpr int32_t max_langs() { return 32; }  // slot 0 stays empty: 31 language
 constexpr int32_t max_ctx() { return 16; }
 constexpr int32_t max_rules() { return 24; }
 constexpr int32_t max_lists() { return 8; }
-constexpr int32_t max_items() { return 16; }
+constexpr int32_t max_item_data() { return 16; }
 constexpr int32_t max_ext() { return 8; }  // extensions, and also filenames
 constexpr int32_t max_stack() { return 16; }
 inline constexpr int32_t MAX_EXTRA_DIRS = 8;

@@ -2,6 +2,9 @@
 
 namespace kestrum {
 
+Root<Window> empty_window() { return runtime::make<Window>(rect(0, 0, 0, 0), stdlib::empty_string()); }
+
+
 using stdlib::None;
 using stdlib::Option;
 using stdlib::Some;

@@ -7,6 +7,7 @@
 // of `bounds` are screen cells for a window on the desktop; children count from the client origin.
 #pragma once
 #include "kestrum/view.hpp"
+#include "kestrum/widgets/menubar.hpp"
 
 namespace kestrum {
 
@@ -48,6 +49,8 @@ public:
     // children; an Escape that no child took closes the window.
     EventResult handle_event(const Event& ev) override;
 
+    // The menu for a right click: a window has none of its own.
+    virtual Root<PopupMenu> context_menu() { return popup_create(1); }
     virtual bool is_minimized() { return state == WindowState::Minimized; }
     virtual bool is_maximized() { return state == WindowState::Maximized; }
     virtual bool is_dragging() { return drag_mode != WindowDragMode::None; }
@@ -77,6 +80,9 @@ public:
 private:
     EventResult begin_drag(WindowDragMode mode, int32_t x, int32_t y);
 };
+
+// A fresh window with empty bounds and title, given where an index names no window.
+Root<Window> empty_window();
 
 // rect(1, 1, w - 2, h - 2) with the sizes raised to 0.
 Rect client_size(Rect bounds);
