@@ -15,7 +15,8 @@ constexpr int32_t W = 200, H = 60;
 // The IDE's menus, their rows with and without accelerators, and the text at the right.
 Root<MenuBar> six_menus() {
     const char* titles[] = {"File", "Edit", "Build", "Project", "Settings", "Help"};
-    const char* labels[] = {"New", "Open…", "Open Project…", "Close Project", "Save", "Save As…", nullptr, "Quit"};
+    const char* labels[] = {"New",  "Open…",    "Open Project…", "Close Project",
+                            "Save", "Save As…", nullptr,          "Quit"};
     Root<MenuBar> bar = MenuBar::create(8);
     for (int32_t m = 0; m < 6; m++) {
         Root<Menu> menu = menu_create(from_c(titles[m]), 16);

@@ -93,8 +93,8 @@ Rect sub_box(const Root<MenuBar>& bar, const Root<Menu>& menu, int32_t bar_y) {
     Root<MenuItem> item = menu_row(menu, bar->item_idx);
     if (!bar->sub_open || !item || !item->has_sub || item->sub_count <= 0) return rect(0, 0, 0, 0);
     Rect parent = menu_box(menu, bar_y);
-    return rect(parent.x + parent.w - 1, parent.y + 1 + bar->item_idx, rows_width<SubItem>(item->subs, item->sub_count) + 2,
-                item->sub_count + 2);
+    int32_t w = rows_width<SubItem>(item->subs, item->sub_count);
+    return rect(parent.x + parent.w - 1, parent.y + 1 + bar->item_idx, w + 2, item->sub_count + 2);
 }
 
 Rect popup_box(const Root<PopupMenu>& popup) {
@@ -140,7 +140,7 @@ void draw_menu_row(const Root<CellBuffer>& buf, int32_t x, int32_t y, int32_t w,
     cellbuf_fill_rect(buf, row, CH_SPACE, style);
     cellbuf_draw_text_hot(buf, x + 2, y, label, hot_index, style, row);
     if (has_sub) {
-        if (x + w > x + 1) put_in(buf, x + w, y, arrow, style, row);
+        if (w > 1) put_in(buf, x + w, y, arrow, style, row);  // past the label's first cell
     } else if (stdlib::length(accel_text) > 0) {
         int32_t start = max_int(x + w - text_display_width(accel_text), x + 2);
         cellbuf_draw_text_in(buf, start, y, accel_text, style, row);
@@ -150,9 +150,9 @@ void draw_menu_row(const Root<CellBuffer>& buf, int32_t x, int32_t y, int32_t w,
 // A pull-down, sub-menu or popup in `box`: separators as lines of box.t, the selected row in
 // selected_style whether enabled or not, disabled rows in inactive_style.
 template <class E>
-void draw_rows(const Root<CellBuffer>& buf, const Root<Theme>& theme, Rect clip, const Root<runtime::Array<Member<E>>>& rows,
-               int32_t count, Rect box, int32_t selected, const Root<CommandTable>& table, bool has_table,
-               int32_t arrow) {
+void draw_rows(const Root<CellBuffer>& buf, const Root<Theme>& theme, Rect clip,
+               const Root<runtime::Array<Member<E>>>& rows, int32_t count, Rect box, int32_t selected,
+               const Root<CommandTable>& table, bool has_table, int32_t arrow) {
     draw_box_popup(buf, box, theme, clip);
     int32_t w = box.w - 2;
     for (int32_t i = 0; i < count; i++) {
@@ -612,7 +612,8 @@ bool handle_popup_menu(const Root<PopupMenu>& popup, const Event& ev, const Root
     if (is_key_event(ev)) {
         int32_t tag = ev.key.key.tag, dir = key_step(ev.key);
         if (tag == KeyCode::Escape) popup_close(popup);
-        else if (dir != 0) popup->selected = first_row<MenuItem>(popup->items, popup->count, popup->selected + dir, dir);
+        else if (dir != 0)
+            popup->selected = first_row<MenuItem>(popup->items, popup->count, popup->selected + dir, dir);
         else if (tag == KeyCode::Enter) return popup_activate(popup, table, has_table);
         return true;
     }

@@ -146,16 +146,16 @@ TEST_F(Menus, SubMenusAndContextMenusInAsciiFrames) {
     menu_item_add_sub(recent, sub_item_accel("a.nolt"_t, 400, ctrl('1')));
     menu_item_add_sub(recent, sub_item("b.nolt"_t, 0));
     EXPECT_FALSE(menu_item_add_sub(recent, sub_item("c.nolt"_t, 402)));
-    for (const Root<MenuItem>& item :
-         {recent, menu_item_sep(), menu_item_accel("Re&name"_t, 300, key_event_plain(key_f(2))), menu_item("Delete"_t, 301)})
+    Root<MenuItem> rename = menu_item_accel("Re&name"_t, 300, key_event_plain(key_f(2)));
+    for (const Root<MenuItem>& item : {recent, menu_item_sep(), rename, menu_item("Delete"_t, 301)})
         menu_add(menu, item);
     tools->add(menu);
     commands_set(table, 301, false);
     tools->register_accels(table);
     EXPECT_EQ(commands_match_key(table, ctrl('1')), 400);
     Root<PopupMenu> popup = popup_create(4);
-    for (const Root<MenuItem>& item : {menu_item_accel("&Copy"_t, 105, ctrl('C')), menu_item_sep(), menu_item("Paste"_t, 107)})
-        popup_add(popup, item);
+    Root<MenuItem> copy = menu_item_accel("&Copy"_t, 105, ctrl('C'));
+    for (const Root<MenuItem>& item : {copy, menu_item_sep(), menu_item("Paste"_t, 107)}) popup_add(popup, item);
     popup_open_at(popup, 18, 6);
 
     tools->handle_event(key(key_f(10)));
@@ -223,6 +223,7 @@ TEST_F(Menus, KeysOpenMoveWrapAndChoose) {
     for (auto [code, where] : steps) EXPECT_EQ((send(bar, {code}), at()), where);
     EXPECT_EQ(bar->handle_event(event_key(ctrl('S'))), event_handled());  // swallowed while open
     commands_set(table, SAVE_AS, false);
+    // F10 does nothing while open; Right twice wraps from Settings to File, then up to Save As.
     EXPECT_EQ(send(bar, {key_f(10), key_arrow_right(), key_arrow_right(), key_arrow_up(), key_arrow_up(), key_enter()}),
               event_handled());
     EXPECT_EQ(at(), point(0, 5));  // a disabled row does nothing
@@ -252,9 +253,10 @@ TEST_F(Menus, ClicksOpenSwitchChooseAndClose) {
     EXPECT_FALSE(bar->is_open());
     bar->clear_command();
     bar->handle_event(press(3, 0));
-    for (const Event& stays : {press(3, 8), press(3, 1), press(3, 3, MouseButton::Left, true), press(3, 3, MouseButton::Right)})
+    // The separator, the frame, a drag and the right button leave it open.
+    for (const Event& stays : {press(3, 8), press(3, 1), press(3, 3, mouse_left(), true), press(3, 3, mouse_right())})
         bar->handle_event(stays);
-    EXPECT_TRUE(bar->is_open());  // separator, frame, motion and the right button
+    EXPECT_TRUE(bar->is_open());
     EXPECT_EQ(bar->item_idx, 6);
     EXPECT_EQ(bar->handle_event(press(40, 10)), event_handled());
     EXPECT_FALSE(bar->is_open());  // a click elsewhere closes and is not passed on
