@@ -1,0 +1,138 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "kestrum/desktop.hpp"
+#include "kestrum/widgets/inputline.hpp"
+#include "kestrum/widgets/messagebox.hpp"
+#include "tests/kestrum/stream.hpp"
+#include "tests/support/golden.hpp"
+
+using namespace kestrum;
+using namespace stdlib;
+using runtime::make;
+
+namespace {
+
+// An application whose terminal reads the keys a test writes into a pipe and draws to
+// /dev/null, so that its loops run without a real terminal.
+class Loops : public testing::Test {
+protected:
+    stream::Pipe keys;
+    int null_fd = open("/dev/null", O_WRONLY);
+    Root<Application> app = (test_support::boot(), Application::create(theme_classic()));
+
+    void SetUp() override {
+        Root<Term> term = stream::open_on(null_fd, ColorDepth::TrueColor);
+        term->in_fd = keys.read_end;
+        app->term = term;
+        app->is_open = app->running = true;
+        app->rebuild_buffers();
+    }
+    void TearDown() override { close(null_fd); }
+    void type(const std::string& bytes) { ASSERT_EQ(write(keys.write_end, bytes.data(), bytes.size()), (ssize_t)bytes.size()); }
+    static std::string click(int32_t x, int32_t y) {
+        return "\x1b[<0;" + std::to_string(x + 1) + ";" + std::to_string(y + 1) + "M";
+    }
+    int32_t ask(MessageBoxKind kind) { return app->message_box("Question"_t, "Go on?"_t, kind); }
+};
+
+TEST_F(Loops, MessageBoxesAnswerQueuedKeysAndEscapeMeansCancel) {
+    type("\r");
+    EXPECT_EQ(ask(messagebox_kind_ok()), CMD_OK);
+    type("\t\r");
+    EXPECT_EQ(ask(messagebox_kind_yes_no()), CMD_NO);
+    type("\t\t ");
+    EXPECT_EQ(ask(messagebox_kind_yes_no_cancel()), CMD_CANCEL);
+    type("\x1b");  // a lone ESC: the Escape key after one quiet poll
+    EXPECT_EQ(ask(messagebox_kind_ok()), CMD_CANCEL);
+    type("\x1bq\r");  // Alt-Q is no accelerator inside a modal; Enter then answers
+    EXPECT_EQ(ask(messagebox_kind_yes_no()), CMD_YES);
+    EXPECT_EQ(app->modal_count, 0);
+    EXPECT_TRUE(app->running);
+}
+
+TEST_F(Loops, NestedModalsStopAtTheLimitAndAnEndCommandLeavesOneLevel) {
+    for (int32_t i = 0; i < MAX_MODALS + 1; i++) app->modal_push(messagebox_create(from_c(std::to_string(i).c_str()), "x"_t, messagebox_kind_ok()));
+    EXPECT_EQ(app->modal_count, MAX_MODALS);
+    EXPECT_STREQ(c_str(string(app->modal_top()->title)), "3");
+    type("\r");
+    EXPECT_EQ(app->modal_run(), CMD_OK);
+    EXPECT_EQ(app->modal_count, MAX_MODALS - 1);
+    EXPECT_STREQ(c_str(string(app->modal_top()->title)), "2");
+
+    // A plain window: its minimise button does nothing here, and Escape comes back as Cancel.
+    Root<Window> win = make<Window>(rect(0, 0, 30, 8), "plain"_t);
+    win->minimizable = true;
+    app->modal_push(win);
+    type(click(win->bounds.x + win->bounds.w - 4, win->bounds.y) + "\x1b");
+    EXPECT_EQ(app->modal_run(), CMD_CANCEL);
+    EXPECT_FALSE(win->is_minimized());
+    EXPECT_EQ(app->modal_count, MAX_MODALS - 1);
+
+    app->quit();  // as after a hangup: no pop, and the caller sees a cancelled dialog
+    EXPECT_EQ(app->modal_run(), CMD_CANCEL);
+    EXPECT_EQ(app->modal_count, MAX_MODALS - 1);
+}
+
+TEST_F(Loops, AcceleratorsThemeKeysAndPastesOnTheDesktopRoute) {
+    Root<CommandTable> table = commands_create(8);
+    commands_set_accel(table, 100, key_event_ctrl_letter('S'));
+    commands_set_accel(table, 101, key_event_plain(key_f(5)));
+    commands_set_accel(table, CMD_QUIT, key_event(key_char('Q'), false, true, false));
+    app->set_commands(table);
+    app->set_status(empty_string());
+
+    type("\x13\x1b[15~");  // two accelerators in one read: the second overwrites the first
+    app->do_step();
+    EXPECT_EQ(app->take_command(), 101);
+    type("\x1bOQ\x1bOR");
+    app->do_step();
+    EXPECT_STREQ(c_str(app->status()), "Fill: middle_dot");
+    EXPECT_STREQ(c_str(string(app->theme->name)), "cobalt");
+    EXPECT_STREQ(c_str(app->status_right()), "cobalt");
+
+    Root<Window> win = make<Window>(rect(2, 2, 30, 6), "form"_t);
+    Root<InputLine> field = InputLine::create(rect(0, 0, 20, 1), 20, "a"_t);
+    win->add(field);
+    app->add_window(win);
+    type("b\x1b[200~pasted\x1b[201~");  // the key goes first, the paste after it
+    app->do_step();
+    EXPECT_STREQ(c_str(string(field->text)), "abpasted");
+    type("\x1bq");  // Alt-Q in either case, also with a focused field; the owner decides
+    app->do_step();
+    EXPECT_EQ(app->take_command(), CMD_QUIT);
+    EXPECT_TRUE(app->running);
+}
+
+TEST(MessageBoxes, SizeFollowsMessageTitleAndButtons) {
+    test_support::boot();
+    auto outer = [](const char* title, const std::string& text, MessageBoxKind kind) {
+        return dialog_outer(from_c(title), from_c(text.c_str()), kind);
+    };
+    EXPECT_EQ(outer("T", "", messagebox_kind_ok()), rect(0, 0, 40, 8));
+    EXPECT_EQ(outer(std::string(60, 't').c_str(), "m", messagebox_kind_ok()), rect(0, 0, 70, 8));
+    EXPECT_EQ(outer(std::string(70, 't').c_str(), "m", messagebox_kind_ok()), rect(0, 0, 72, 8));
+    std::string words;
+    for (int i = 0; i < 40; i++) words += "word ";
+    EXPECT_EQ(outer("T", words.substr(0, 199), messagebox_kind_yes_no()), rect(0, 0, 72, 9));  // 4 rows of 68
+
+    Root<MessageBox> box = messagebox_create("Open"_t, "Cannot open a directory: /tmp/some/where/deep"_t,
+                                             messagebox_kind_yes_no_cancel());
+    Root<CellBuffer> buf = cellbuf_create(52, 9);
+    box->draw(buf, box->bounds, test_support::whole(buf), true, theme_ascii());
+    EXPECT_SCREEN(buf, {"++ Open +-----------------------------------------+ ",
+                        "| Cannot open a directory: /tmp/some/where/deep   | ",
+                        "|                                                 | ",
+                        "|                                                 | ",
+                        "|                                                 | ",
+                        "|                                                 | ",
+                        "| [ Yes ]    [ No ]     [ Cancel ]                | ",
+                        "+-------------------------------------------------▄ ",
+                        "                                                    "});
+    EXPECT_EQ(box->handle_event(event_key(key_event_plain(key_escape()))), event_command(CMD_CANCEL));
+    EXPECT_EQ(box->handle_event(event_key(key_event_plain(key_enter()))), event_command(CMD_YES));
+}
+
+}  // namespace
