@@ -2,89 +2,32 @@
 #include <stdio.h>
 #include <unistd.h>
 
+#include "ide/build_cmd.hpp"
+#include "ide/editor.hpp"
+#include "ide/endblock.hpp"
+#include "ide/file_tree.hpp"
+#include "ide/project.hpp"
+#include "ide/project_settings.hpp"
 #include "ide/user_prefs.hpp"
+#include "ide/user_settings.hpp"
 #include "ide/version.hpp"
-#include "kestrum/cell.hpp"
-#include "kestrum/input.hpp"
+#include "kestrum/desktop.hpp"
 #include "kestrum/syntax.hpp"
-#include "kestrum/term.hpp"
+#include "kestrum/widgets/messagebox.hpp"
 #include "runtime/heaps.hpp"
 #include "runtime/machine.hpp"
 #include "runtime/objects.hpp"
 #include "stdlib/io/console.hpp"
 #include "stdlib/io/dir.hpp"
 #include "stdlib/sys/optparse.hpp"
-#include "stdlib/sys/poll.hpp"
-#include "stdlib/sys/signal.hpp"
 
 namespace {
 
 using runtime::Array;
 using runtime::Root;
+using namespace runtime::literals;
 
-constexpr int32_t KEY_CAP = 32;
-constexpr int32_t READ_CAP = 256;
-constexpr int32_t POLL_TIMEOUT_MS = 50;
-
-// The screen as it stands until the application object takes it over: the desktop canvas of the
-// default theme, kept to the terminal's size, and Alt-Q to leave.
-struct Screen {
-    Root<kestrum::Term> term;
-    Root<kestrum::CellBuffer> frame, shown;
-    Root<kestrum::KeyDecoder> decoder = kestrum::decoder_create();
-    Root<Array<kestrum::Event>> events = Array<kestrum::Event>::make(KEY_CAP);
-    stdlib::string read_buf = stdlib::string_buffer(READ_CAP);
-    bool running = true;
-    bool dirty = true;
-
-    void redraw() {
-        const kestrum::Style desktop = kestrum::style_make(kestrum::color_rgb(170, 170, 170),
-                                                           kestrum::color_rgb(0, 0, 170), false, false, false);
-        kestrum::cellbuf_clear(frame, desktop);
-        kestrum::cellbuf_flush(term, frame, shown);
-        dirty = false;
-    }
-
-    void check_resize() {
-        kestrum::term_refresh_size(term);
-        if (term->width == frame->width && term->height == frame->height) return;
-        kestrum::cellbuf_resize(frame, term->width, term->height);
-        dirty = true;
-    }
-
-    void drain(bool flush) {
-        int32_t count = flush ? kestrum::decoder_flush_events(decoder, events, KEY_CAP)
-                              : kestrum::decoder_poll_events(decoder, events, KEY_CAP);
-        for (int32_t i = 0; i < count && running; i++) {
-            const kestrum::KeyEvent& key = events[i].key;
-            if (events[i].kind == kestrum::EventKind::Key && key.alt && key.key.tag == kestrum::KeyCode::Char &&
-                (key.key.codepoint == 'q' || key.key.codepoint == 'Q'))
-                running = false;
-        }
-        kestrum::decoder_take_paste(decoder);
-    }
-
-    void step() {
-        if (stdlib::signal_received(stdlib::SIGHUP())) running = false;
-        if (!running) return;
-        stdlib::poll_clear();
-        int32_t slot = stdlib::poll_add(term->in_fd, stdlib::POLLIN());
-        if (stdlib::poll_wait(POLL_TIMEOUT_MS) > 0 && stdlib::poll_readable(slot)) {
-            auto count = kestrum::term_read(term, read_buf, READ_CAP);
-            int32_t n = count.is_ok() ? count.unwrap_ok() : 0;
-            if (n > 0) kestrum::decoder_feed(decoder, stdlib::substring(read_buf, 0, n));
-            drain(false);
-        } else {
-            if (decoder->len > 0) drain(true);
-            check_resize();
-        }
-        if (dirty && running) redraw();
-    }
-};
-
-// The syntax directories that exist, in the order in which later ones override earlier ones.
 void register_syntax_dirs() {
-    using namespace runtime::literals;
     const stdlib::string candidates[] = {kestrum::home_syntax_dir(), "/usr/local/lib/nolt/stdlib/kestrum/syntax.d"_t,
                                          "/usr/lib/nolt/stdlib/kestrum/syntax.d"_t, "nolt-stdlib/kestrum/syntax.d"_t,
                                          "../nolt-stdlib/kestrum/syntax.d"_t};
@@ -92,23 +35,128 @@ void register_syntax_dirs() {
         if (!stdlib::is_empty(dir) && stdlib::dir_exists(dir)) kestrum::add_syntax_dir(dir);
 }
 
-int32_t start_ui(const stdlib::string& path) {
-    (void)path;  // opened once edit windows and projects exist
+using kestrum::Application;
+using kestrum::KeyEvent;
+using kestrum::MenuBar;
+using stdlib::string;
+
+KeyEvent quit_key() { return kestrum::key_event(kestrum::key_char('Q'), false, true, false); }
+KeyEvent save_key() { return kestrum::key_event_ctrl_letter('S'); }
+KeyEvent open_key() { return kestrum::key_event_ctrl_letter('O'); }
+KeyEvent new_key() { return kestrum::key_event_ctrl_letter('N'); }
+KeyEvent build_key() { return kestrum::key_event_plain(kestrum::key_f(5)); }
+KeyEvent copy_key() { return kestrum::key_event_ctrl_letter('C'); }
+KeyEvent cut_key() { return kestrum::key_event_ctrl_letter('X'); }
+KeyEvent paste_key() { return kestrum::key_event_ctrl_letter('V'); }
+KeyEvent select_all_key() { return kestrum::key_event_ctrl_letter('A'); }
+
+// The IDE's commands in the order they enter the table, with their keys.
+Root<kestrum::CommandTable> build_commands() {
+    struct Entry {
+        int32_t id;
+        KeyEvent (*key)();
+    };
+    const Entry entries[] = {
+        {ide::CMD_SAVE, save_key},
+        {ide::CMD_SAVE_AS, nullptr},
+        {ide::CMD_OPEN, open_key},
+        {ide::CMD_OPEN_PROJECT, nullptr},
+        {ide::CMD_CLOSE_PROJECT, nullptr},
+        {ide::CMD_PROJECT_SETTINGS, nullptr},
+        {ide::CMD_USER_SETTINGS, nullptr},
+        {ide::CMD_FILE_TREE, nullptr},
+        {ide::CMD_NEW, new_key},
+        {ide::CMD_COPY, copy_key},
+        {ide::CMD_CUT, cut_key},
+        {ide::CMD_PASTE, paste_key},
+        {ide::CMD_SELECT_ALL, select_all_key},
+        {ide::CMD_ABOUT, nullptr},
+        {ide::CMD_BUILD, build_key},
+        {ide::CMD_RUN, nullptr},
+        {ide::CMD_EDIT_CLOSE, nullptr},
+        {ide::CMD_TOGGLE_AUTO_END, nullptr},
+        {kestrum::CMD_QUIT, quit_key},
+    };
+    Root<kestrum::CommandTable> table = kestrum::commands_create(48);
+    for (const Entry& e : entries) {
+        kestrum::commands_set(table, e.id, true);
+        if (e.key) kestrum::commands_set_accel(table, e.id, e.key());
+    }
+    return table;
+}
+
+// The six menus of the bar, in their order.
+Root<MenuBar> build_menubar() {
+    using namespace kestrum;
+    Root<MenuBar> bar = MenuBar::create(8);
+    Root<Menu> file = menu_create("File"_t, 16);
+    menu_add(file, menu_item_accel("New"_t, ide::CMD_NEW, new_key()));
+    menu_add(file, menu_item_accel("Open\u2026"_t, ide::CMD_OPEN, open_key()));
+    menu_add(file, menu_item("Open Project\u2026"_t, ide::CMD_OPEN_PROJECT));
+    menu_add(file, menu_item("Close Project"_t, ide::CMD_CLOSE_PROJECT));
+    menu_add(file, menu_item_accel("Save"_t, ide::CMD_SAVE, save_key()));
+    menu_add(file, menu_item("Save As\u2026"_t, ide::CMD_SAVE_AS));
+    menu_add(file, menu_item_sep());
+    menu_add(file, menu_item_accel("Quit"_t, CMD_QUIT, quit_key()));
+    Root<Menu> edit = menu_create("Edit"_t, 8);
+    menu_add(edit, menu_item_accel("Cut"_t, ide::CMD_CUT, cut_key()));
+    menu_add(edit, menu_item_accel("Copy"_t, ide::CMD_COPY, copy_key()));
+    menu_add(edit, menu_item_accel("Paste"_t, ide::CMD_PASTE, paste_key()));
+    menu_add(edit, menu_item_accel("Select All"_t, ide::CMD_SELECT_ALL, select_all_key()));
+    menu_add(edit, menu_item_sep());
+    menu_add(edit, menu_item(ide::menu_label(), ide::CMD_TOGGLE_AUTO_END));
+    Root<Menu> build = menu_create("Build"_t, 6);
+    menu_add(build, menu_item_accel("Build"_t, ide::CMD_BUILD, build_key()));
+    menu_add(build, menu_item("Run"_t, ide::CMD_RUN));
+    Root<Menu> project = menu_create("Project"_t, 6);
+    menu_add(project, menu_item("Settings\u2026"_t, ide::CMD_PROJECT_SETTINGS));
+    menu_add(project, menu_item("File Tree"_t, ide::CMD_FILE_TREE));
+    Root<Menu> settings = menu_create("Settings"_t, 4);
+    menu_add(settings, menu_item("Preferences\u2026"_t, ide::CMD_USER_SETTINGS));
+    Root<Menu> help = menu_create("Help"_t, 4);
+    menu_add(help, menu_item("About"_t, ide::CMD_ABOUT));
+    for (const Root<Menu>& menu : {file, edit, build, project, settings, help}) bar->add(menu);
+    return bar;
+}
+
+// Carries out one command of the loop. Commands of windows and services still to come do nothing.
+void run_command(const Root<Application>& app, int32_t cmd) {
+    if (cmd == ide::CMD_ABOUT) {
+        app->message_box("About"_t,
+                         stdlib::concat(stdlib::concat("noltide "_t, ide::version()),
+                                        " \u2014 Kestrum IDE (edit/save + Build + Project)"_t),
+                         kestrum::messagebox_kind_ok());
+    } else if (cmd == kestrum::CMD_QUIT) {
+        app->quit();
+    }
+}
+
+int32_t start_ui(const string& path) {
+    Root<ide::Prefs> prefs = ide::ensure_loaded();
+    Root<Application> app = Application::create(kestrum::theme_by_name(string(prefs->theme)));
+    app->set_commands(build_commands());
+    Root<MenuBar> bar = build_menubar();
+    app->set_menubar(bar);
+    app->register_menu_accels();
+    app->set_menubar_right(stdlib::concat("noltide "_t, ide::version()));
     register_syntax_dirs();
     kestrum::ensure_catalog();
-    kestrum::TermResult opened = kestrum::term_open(kestrum::term_config_fullscreen());
-    if (kestrum::is_err(opened)) {
+    if (!app->open()) {
         fputs("noltide: not a TTY\n", stdout);
         return 1;
     }
-    stdlib::signal_init();
-    stdlib::signal_handle(stdlib::SIGHUP());
-    Screen screen{kestrum::unwrap(opened), kestrum::cellbuf_create(80, 24), kestrum::cellbuf_create(80, 24)};
-    screen.check_resize();
-    screen.redraw();
-    while (screen.running) screen.step();
-    kestrum::term_close(screen.term);
-    return 0;
+    app->check_resize();
+    (void)path;  // files and projects open once edit windows and projects exist
+    app->set_status("ready"_t);
+    while (true) {
+        if (!app->running) {
+            app->close();
+            return 0;
+        }
+        app->do_step();
+        app->set_status_right(stdlib::empty_string());
+        run_command(app, app->take_command());
+    }
 }
 
 // The command line: no options of its own beyond help and version; only the first positional

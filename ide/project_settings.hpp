@@ -8,6 +8,8 @@ namespace ide {
 using stdlib::string;
 using stdlib::string_array;
 
+inline constexpr int32_t CMD_PROJECT_SETTINGS = 145;
+
 // `text` with package.name and build.entry, output, output_dir and source_dirs (the first
 // `dir_count` of `dirs`) set. Works line by line on the table form: a key's line is replaced where
 // it stands, a missing key is added at the end of its table, a missing table at the end of the

@@ -12,7 +12,11 @@
 #include <unistd.h>
 #include <vterm.h>
 
+#include <sys/resource.h>
+
 #include <algorithm>
+#include <fstream>
+#include <iterator>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -38,10 +42,15 @@ ExitStatus decode_status(int st) {
     return ExitStatus::killed(WIFSIGNALED(st) ? WTERMSIG(st) : 0);
 }
 
-std::optional<ExitStatus> wait_child(pid_t pid, bool block) {
+// Reaps the child; `cpu_ms` gets the processor time it used, user and system.
+std::optional<ExitStatus> wait_child(pid_t pid, bool block, long* cpu_ms = nullptr) {
     int st = 0;
     for (;;) {
-        pid_t r = waitpid(pid, &st, block ? 0 : WNOHANG);
+        struct rusage usage {};
+        pid_t r = wait4(pid, &st, block ? 0 : WNOHANG, &usage);
+        if (r == pid && cpu_ms)
+            *cpu_ms = (usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1000L +
+                      (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1000L;
         if (r == pid) return decode_status(st);
         if (r < 0 && errno == EINTR) continue;
         if (r < 0) throw std::runtime_error(std::string("waitpid: ") + strerror(errno));
@@ -276,8 +285,27 @@ void Session::kill() {
 }
 
 bool Session::reap(bool block) {
-    if (running()) status_ = wait_child(pid_, block);
+    if (running()) status_ = wait_child(pid_, block, &cpu_ms_);
     return !running();
+}
+
+void Session::hang_up() {
+    if (master_ >= 0) close(master_);
+    master_ = -1;
+    pty_open_ = false;
+}
+
+long Session::cpu_ms_now() const {
+    std::ifstream file("/proc/" + std::to_string(pid_) + "/stat");
+    std::string stat((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    size_t close = stat.rfind(')');
+    if (close == std::string::npos) return -1;
+    std::istringstream fields(stat.substr(close + 2));  // from field 3, the state
+    std::string skip;
+    long utime = 0, stime = 0;
+    for (int i = 3; i < 14; i++) fields >> skip;
+    fields >> utime >> stime;
+    return (utime + stime) * 1000L / sysconf(_SC_CLK_TCK);
 }
 
 bool Session::pump(int timeout_ms) {

@@ -160,6 +160,12 @@ public:
     void pump_for(Millis duration);
     // Kills the program's process group and reaps it.
     void kill();
+    // Closes the terminal's master side, as a closed terminal window does.
+    void hang_up();
+    // Processor time, user and system, in milliseconds: used so far by a running program (from
+    // /proc), or in all by one that has been reaped.
+    long cpu_ms_now() const;
+    long cpu_ms() const { return running() ? cpu_ms_now() : cpu_ms_; }
 
     // --- the program
     pid_t pid() const { return pid_; }
@@ -195,6 +201,7 @@ private:
     pid_t pid_ = -1;
     bool pty_open_ = true;
     std::optional<ExitStatus> status_;
+    long cpu_ms_ = -1;
     std::optional<TempDir> own_home_;
     std::filesystem::path home_;
     VTerm* vt_ = nullptr;

@@ -1,4 +1,5 @@
 // The noltide binary, run as a user would start it.
+#include <signal.h>
 #include <string.h>
 
 #include "harness.hpp"
@@ -18,11 +19,11 @@ bool same_modes(const termios& a, const termios& b) {
 
 TEST(Noltide, TakesTheScreenPaintsTheDesktopAndGivesTheTerminalBackOnAltQ) {
     e2e::Session s(NOLTIDE_BIN, e2e::Options().with_size(90, 26).with_env("COLORTERM", "truecolor"));
-    ASSERT_TRUE(s.wait_for([&] { return s.alt_screen() && s.cell(25, 89).bg == e2e::Color::rgb(0, 0, 170); }));
+    ASSERT_TRUE(s.wait_for([&] { return s.alt_screen() && s.cell(24, 89).bg == e2e::Color::rgb(0, 0, 170); }));
     // The open sequence comes first, in its order, before any frame.
     EXPECT_EQ(s.output().rfind("\033[?1049h\033[2J\033[1;1H\033[?25l\033[?1000h\033[?1002h\033[?1006h\033[?2004h", 0), 0u);
-    for (int row : {0, 12, 25}) EXPECT_EQ(s.row_text(row), "") << row;
-    EXPECT_EQ(s.cell(0, 0).bg, (e2e::Color::rgb(0, 0, 170)));
+    for (int row : {1, 12, 24}) EXPECT_EQ(s.row_text(row), "") << row;
+    EXPECT_EQ(s.cell(12, 0).bg, (e2e::Color::rgb(0, 0, 170)));
     EXPECT_FALSE(s.cursor_visible());
     EXPECT_FALSE(same_modes(s.modes(), e2e::Session::fresh_modes())) << "raw mode while running";
 
@@ -41,9 +42,11 @@ TEST(Noltide, TakesTheScreenPaintsTheDesktopAndGivesTheTerminalBackOnAltQ) {
 
 TEST(Noltide, RepaintsAtTheTerminalsNewSize) {
     e2e::Session s(NOLTIDE_BIN, e2e::Options().with_size(40, 10).with_env("COLORTERM", "truecolor"));
-    ASSERT_TRUE(s.wait_for([&] { return s.cell(9, 39).bg == e2e::Color::rgb(0, 0, 170); }));
+    ASSERT_TRUE(s.wait_for([&] { return s.cell(8, 39).bg == e2e::Color::rgb(0, 0, 170); }));
     s.resize(60, 20);
-    EXPECT_TRUE(s.wait_for([&] { return s.cell(19, 59).bg == e2e::Color::rgb(0, 0, 170); }));
+    EXPECT_TRUE(s.wait_for([&] { return s.cell(18, 59).bg == e2e::Color::rgb(0, 0, 170); }));
+    EXPECT_TRUE(s.wait_text(" ready"));
+    EXPECT_EQ(s.row_text(0).size(), 59u) << "the bar's right text moved to one cell before the new edge";
     s.send(e2e::keys::alt_char('Q'));
     ASSERT_TRUE(s.wait_exit());
     EXPECT_EQ(s.exit_status(), e2e::ExitStatus::exited(0));
@@ -117,4 +120,77 @@ TEST(NoltideCommandLine, EarlyExitsLeaveTheTerminalAlone) {
         EXPECT_EQ(s.output(), expected) << "nothing but the text, no terminal sequence, for " << c.arg;
         EXPECT_FALSE(s.alt_screen()) << c.arg;
     }
+}
+
+namespace {
+
+constexpr std::string_view kBar = "  File  Edit  Build  Project  Settings  Help                      noltide 0.1.0";
+
+e2e::Options screen80() { return e2e::Options().with_size(80, 24).with_env("COLORTERM", "truecolor"); }
+
+}  // namespace
+
+TEST(NoltideLoop, MenusOpenByKeysAndMouseAndAboutAnswersEnterAndAClick) {
+    e2e::Session s(NOLTIDE_BIN, screen80());
+    ASSERT_TRUE(s.wait_text(kBar));
+    ASSERT_TRUE(s.wait_for([&] { return s.row_text(23) == " ready"; }));
+    s.send(e2e::keys::f10);
+    ASSERT_TRUE(s.wait_text("\u2502 New          ^N \u2502"));
+    s.send(e2e::keys::right);
+    ASSERT_TRUE(s.wait_text("\u2502 Auto End Block: On   \u2502"));
+    s.send(e2e::keys::esc);
+    ASSERT_TRUE(s.wait_for([&] { return s.row_text(2) == ""; }));
+    s.send(e2e::keys::mouse(0, 43));  // the Help title
+    ASSERT_TRUE(s.wait_text("\u2502 About      \u2502"));
+    s.send(e2e::keys::enter);
+    ASSERT_TRUE(s.wait_text("\u2502 noltide 0.1.0 \u2014 Kestrum IDE (edit/save + Build + Project)   \u2502"));
+    // Centred in the area between the bar and the status line: 64 by 8 in 80 by 22.
+    EXPECT_EQ(s.row_text(8).find("\u250c\u2524 About \u251c"), 8 * std::string("\u2592").size()) << "8 dim cells first";
+    EXPECT_NE(s.row_text(14).find("\u2502 [ OK ]"), std::string::npos);
+    s.send(e2e::keys::enter);
+    ASSERT_TRUE(s.wait_for([&] { return s.row_text(9) == ""; }));
+    s.send(e2e::keys::f10);
+    s.send(e2e::keys::left);  // wraps to Help
+    s.send(e2e::keys::enter);
+    ASSERT_TRUE(s.wait_text("[ OK ]"));
+    s.send(e2e::keys::mouse(14, 12));  // a click on the OK button
+    ASSERT_TRUE(s.wait_for([&] { return s.row_text(14) == ""; }));
+    s.send(e2e::keys::alt_char('q'));
+    ASSERT_TRUE(s.wait_exit());
+    EXPECT_EQ(s.exit_status(), e2e::ExitStatus::exited(0));
+}
+
+TEST(NoltideLoop, ThemeAndFillKeysSayWhatTheyChoseAndAPasteWithNoTargetIsHarmless) {
+    e2e::Session s(NOLTIDE_BIN, screen80());
+    ASSERT_TRUE(s.wait_text(kBar));
+    s.send(e2e::keys::f2);
+    ASSERT_TRUE(s.wait_text(" Theme: cobalt"));
+    EXPECT_EQ(s.cell(23, 73).text, "c");  // the name again at the right end
+    EXPECT_EQ(s.cell(5, 5).bg, (e2e::Color::rgb(10, 25, 70)));
+    s.send(e2e::keys::f3);
+    ASSERT_TRUE(s.wait_text(" Fill: middle_dot"));
+    EXPECT_EQ(s.cell(5, 5).text, "\u00b7");
+    s.send(e2e::keys::paste("text\nwith lines"));
+    s.send(e2e::keys::f3);
+    ASSERT_TRUE(s.wait_text(" Fill: light_shade"));
+    EXPECT_TRUE(s.running());
+}
+
+TEST(NoltideLoop, AHangUpEndsTheProgramAtOnceWithoutSpinning) {
+    {
+        e2e::Session s(NOLTIDE_BIN, screen80());
+        ASSERT_TRUE(s.wait_text(kBar));
+        ::kill(s.pid(), SIGHUP);
+        ASSERT_TRUE(s.wait_exit(std::chrono::milliseconds(1000)));
+        EXPECT_EQ(s.exit_status(), e2e::ExitStatus::exited(0));
+        EXPECT_FALSE(s.alt_screen());
+        EXPECT_TRUE(same_modes(s.modes(), e2e::Session::fresh_modes()));
+    }
+    e2e::Session s(NOLTIDE_BIN, screen80());
+    ASSERT_TRUE(s.wait_text(kBar));
+    long before = s.cpu_ms();
+    s.hang_up();
+    ASSERT_TRUE(s.wait_exit(std::chrono::milliseconds(2000)));
+    EXPECT_EQ(s.exit_status(), e2e::ExitStatus::exited(0));
+    EXPECT_LT(s.cpu_ms() - before, 200) << "processor time spent after the hang-up, in ms";
 }
