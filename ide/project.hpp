@@ -25,10 +25,10 @@ public:
     Member<Text> root;  // absolute and normalised; empty: no project is open
     Member<Text> name;
     Member<Text> version;
-    Member<Text> entry;                         // relative to root
-    Member<Array<Member<Text>>> source_dirs;    // max_source_dirs() slots, used from the front
-    Member<Text> output;                        // file name of the binary
-    Member<Text> output_dir;                    // relative to root
+    Member<Text> entry;                       // relative to root
+    Member<Array<Member<Text>>> source_dirs;  // max_source_dirs() slots, used from the front
+    Member<Text> output;                      // file name of the binary
+    Member<Text> output_dir;                  // relative to root
 };
 
 // Loaded carries the project, Failed a message for the user.

@@ -126,7 +126,8 @@ string surgical_update(const string& text, const string& name, const string& ent
     int32_t n = runtime::length(lines);
     Pass pass{Array<Member<Text>>::make(n + 16), 0, Array<Member<Text>>::make(KEY_COUNT)};
     const string values[] = {name, entry, output, output_dir};
-    for (int key = NAME; key < SOURCE_DIRS; key++) pass.new_lines[key] = format_string_assign(key_text(key), values[key]);
+    for (int key = NAME; key < SOURCE_DIRS; key++)
+        pass.new_lines[key] = format_string_assign(key_text(key), values[key]);
     pass.new_lines[SOURCE_DIRS] = format_string_array_assign(key_text(SOURCE_DIRS), dirs, dir_count);
 
     for (int32_t i = 0; i < n; i++) pass.take(lines[i]);

@@ -76,14 +76,13 @@ bool save_to(const string& path, const Root<Prefs>& prefs) {
 bool save(const Root<Prefs>& prefs) {
     if (!save_to(settings_path(), prefs)) return false;
     g_prefs.register_root();
-    g_prefs = prefs;
-    normalize(prefs);
+    g_prefs = prefs;  // save_to has normalised it
     g_loaded = true;
     return true;
 }
 
 Root<Prefs> ensure_loaded() {
-    g_prefs.register_root();
+    g_prefs.register_root();  // the program's entry has done so; a test may come here first
     if (!g_loaded) {
         g_prefs = load();
         g_loaded = true;
