@@ -4,6 +4,9 @@
 #include "kestrum/widgets/messagebox.hpp"
 #include "kestrum/widgets/textarea.hpp"
 #include "stdlib/encoding/base64.hpp"
+#include "stdlib/fs/perm.hpp"
+#include "stdlib/io/file.hpp"
+#include "stdlib/sys/process.hpp"
 #include "stdlib/sys/poll.hpp"
 #include "stdlib/sys/signal.hpp"
 
@@ -905,6 +908,58 @@ void Application::close() {
         is_open = false;
     }
     running = false;
+}
+
+void Application::suspend() {
+    if (!is_open) return;
+    term_close(Root<Term>(term));
+    is_open = false;
+}
+
+bool Application::resume() {
+    if (is_open) return true;
+    TermResult opened = term_open(term_config());
+    if (is_err(opened)) return false;
+    term = unwrap(opened);
+    is_open = true;
+    dirty = true;
+    command = CMD_NONE;
+    decoder_clear(Root<KeyDecoder>(decoder));
+    open_buffers();
+    return true;
+}
+
+stdlib::Result<int32_t, stdlib::Error> Application::yield_exec(const string& path, const stdlib::string_array& args) {
+    using stdlib::ErrorKind;
+    auto fail = [](ErrorKind kind, const string& message) {
+        return stdlib::Result<int32_t, stdlib::Error>(stdlib::Err(stdlib::error(kind, message)));
+    };
+    if (!stdlib::fileExists(path)) return fail(ErrorKind::NotFound, stdlib::concat("yield_exec: no such file: "_t, path));
+    if (!stdlib::is_executable(path))
+        return fail(ErrorKind::PermissionDenied, stdlib::concat("yield_exec: not executable: "_t, path));
+    bool was_open = is_open;
+    yield_pause_views();
+    suspend();
+    stdlib::Option<int32_t> pid = stdlib::process_spawn(path, args);
+    if (pid.is_none()) {
+        if (was_open) resume();
+        yield_resume_views();
+        return fail(ErrorKind::IoError, stdlib::concat("yield_exec: spawn failed: "_t, path));
+    }
+    auto status = stdlib::process_wait_status(pid.unwrap());
+    bool lost = !status.is_ok();
+    int32_t code = lost ? 0 : status.unwrap_ok().shell_code();
+    check_hangup_signal();
+    if (was_open && !resume()) {
+        mark_hangup();
+        yield_resume_views();
+        return fail(ErrorKind::IoError, "yield_exec: the child ran but the terminal could not be restored"_t);
+    }
+    if (hangup) running = false;
+    yield_resume_views();
+    dirty = true;
+    if (lost) return fail(ErrorKind::IoError, "yield_exec: the child ran but its exit status was lost (wait failed)"_t);
+    return stdlib::Result<int32_t, stdlib::Error>(stdlib::Ok(code));
 }
 
 void Application::do_step() {

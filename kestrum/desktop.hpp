@@ -10,6 +10,7 @@
 #include "kestrum/input.hpp"
 #include "kestrum/term.hpp"
 #include "kestrum/view.hpp"
+#include "stdlib/core/error.hpp"
 #include "kestrum/widgets/menubar.hpp"
 #include "kestrum/widgets/window.hpp"
 
@@ -189,6 +190,11 @@ public:
     virtual int32_t message_box(const string& title, const string& text, MessageBoxKind kind);
     virtual bool open();
     virtual void close();
+    // Gives the terminal up and takes it back around a child process that runs on it.
+    virtual void suspend();
+    virtual bool resume();
+    // Runs a program on the terminal and gives its exit code, or an error that says what failed.
+    virtual stdlib::Result<int32_t, stdlib::Error> yield_exec(const string& path, const stdlib::string_array& args);
     virtual void do_step();
     virtual int32_t run_loop();
 

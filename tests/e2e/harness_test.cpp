@@ -244,3 +244,43 @@ TEST(Harness, RunsAProgramWithoutATerminal) {
     EXPECT_NE(r.out.find("in=" + input + "\nline 0\n"), std::string::npos);
     EXPECT_TRUE(r.out.ends_with("line 19998\nline 19999\n"));
 }
+
+// A program on the framework hands the terminal to a child and takes it back.
+TEST(Handover, TheChildGetsThePlainTerminalAndItsExitCodeComesBack) {
+    e2e::TempDir dir;
+    e2e::write_file(dir.path() / "data.txt", "not a program\n");
+    std::string script = "printf 'child on the main screen\\n'; read line; exit 3";
+    e2e::Session s(E2E_PROG_HANDOVER, e2e::Options().with_size(60, 12).with_args(
+                                          {(dir.path() / "data.txt").string(), "/bin/sh", "-c", script}));
+    ASSERT_TRUE(s.wait_text(" ready"));
+    ASSERT_TRUE(s.alt_screen());
+    s.send(e2e::keys::ctrl('r'));
+    ASSERT_TRUE(s.wait_text("child on the main screen"));
+    EXPECT_FALSE(s.alt_screen());
+    EXPECT_TRUE(s.cursor_visible());
+    termios during = s.modes();
+    EXPECT_TRUE(during.c_lflag & ICANON) << "cooked mode while the child runs";
+    s.send("\r");
+    ASSERT_TRUE(s.wait_text(" exit 3"));
+    EXPECT_TRUE(s.alt_screen());
+    EXPECT_FALSE(s.modes().c_lflag & ICANON) << "raw mode again";
+    EXPECT_EQ(s.row_text(1), "") << "the frame was repainted whole";
+
+    s.send(e2e::keys::ctrl('e'));  // a file that is no program: an error, the terminal untouched
+    std::string before = s.output();
+    ASSERT_TRUE(s.wait_text(" yield_exec: not executable: " + (dir.path() / "data.txt").string().substr(0, 20)));
+    EXPECT_EQ(s.output().find("\x1b[?1049l", before.size()), std::string::npos);
+    EXPECT_TRUE(s.alt_screen());
+    s.send(e2e::keys::ctrl('q'));
+    ASSERT_TRUE(s.wait_exit());
+    EXPECT_EQ(s.exit_status(), e2e::ExitStatus::exited(0));
+}
+
+TEST(Handover, AMissingProgramIsReportedWithoutLeavingTheScreen) {
+    e2e::Session s(E2E_PROG_HANDOVER, e2e::Options().with_size(60, 12).with_args({"x", "/no/such/program"}));
+    ASSERT_TRUE(s.wait_text(" ready"));
+    s.send(e2e::keys::ctrl('r'));
+    ASSERT_TRUE(s.wait_text(" yield_exec: no such file: /no/such/program"));
+    EXPECT_TRUE(s.alt_screen());
+    EXPECT_EQ(s.output().find("\x1b[?1049l"), std::string::npos);
+}
