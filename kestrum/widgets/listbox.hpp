@@ -12,7 +12,7 @@ class ListBox : public View {
     NOLT_MANAGED(ListBox, View);
 
 public:
-    // The class's own limit; the syntax catalog has a max_items of its own.
+    // The class's own limit: menus have a max_items of their own in this namespace.
     static constexpr int32_t max_items() { return 256; }
 
     Member<runtime::Array<Member<Text>>> items;  // capacity slots; the first count are the rows
