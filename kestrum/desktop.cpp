@@ -522,15 +522,9 @@ void Application::cycle_desktop_fill() {
     if (desktop->has_status) set_status(stdlib::concat("Fill: "_t, desktop_fill_preset_name(fill_index)));
 }
 
-void Application::set_status(const string& text) {
-    desktop->set_status(text);
-    dirty = true;
-}
+void Application::set_status(const string& text) { desktop->set_status(text), dirty = true; }
 
-void Application::set_status_right(const string& text) {
-    desktop->set_status_right(text);
-    dirty = true;
-}
+void Application::set_status_right(const string& text) { desktop->set_status_right(text), dirty = true; }
 
 void Application::set_menubar_right(const string& text) {
     if (!desktop->has_menubar) return;
@@ -538,59 +532,29 @@ void Application::set_menubar_right(const string& text) {
     dirty = true;
 }
 
-void Application::add_window(const Root<View>& view) {
-    desktop->add(view);
-    dirty = true;
-}
+void Application::add_window(const Root<View>& view) { desktop->add(view), dirty = true; }
 
-void Application::show_window_at(int32_t i) {
-    desktop->show_window_at(i);
-    dirty = true;
-}
+void Application::show_window_at(int32_t i) { desktop->show_window_at(i), dirty = true; }
 
-void Application::close_active_window() {
-    desktop->close_active();
-    dirty = true;
-}
+void Application::close_active_window() { desktop->close_active(), dirty = true; }
 
-void Application::restore_minimized() {
-    desktop->restore_minimized();
-    dirty = true;
-}
+void Application::restore_minimized() { desktop->restore_minimized(), dirty = true; }
 
-void Application::cascade_windows() {
-    desktop->cascade();
-    dirty = true;
-}
+void Application::cascade_windows() { desktop->cascade(), dirty = true; }
 
-void Application::tile_windows() {
-    desktop->tile();
-    dirty = true;
-}
+void Application::tile_windows() { desktop->tile(), dirty = true; }
 
-void Application::set_menubar(const Root<MenuBar>& bar) {
-    desktop->set_menubar(bar);
-    dirty = true;
-}
+void Application::set_menubar(const Root<MenuBar>& bar) { desktop->set_menubar(bar), dirty = true; }
 
 void Application::register_menu_accels() {
     if (desktop->has_menubar && has_commands) desktop->menubar->register_accels(Root<CommandTable>(commands));
 }
 
-void Application::set_context_menu(const Root<PopupMenu>& popup) {
-    desktop->set_context_menu(popup);
-    dirty = true;
-}
+void Application::set_context_menu(const Root<PopupMenu>& popup) { desktop->set_context_menu(popup), dirty = true; }
 
-void Application::show_context_at(int32_t x, int32_t y) {
-    desktop->show_context_at(x, y);
-    dirty = true;
-}
+void Application::show_context_at(int32_t x, int32_t y) { desktop->show_context_at(x, y), dirty = true; }
 
-void Application::close_context() {
-    desktop->close_context();
-    dirty = true;
-}
+void Application::close_context() { desktop->close_context(), dirty = true; }
 
 void Application::set_commands(const Root<CommandTable>& table) {
     commands = table;
