@@ -42,12 +42,12 @@ Rect dialog_outer(const string& title, const string& message, MessageBoxKind kin
 Rect client_wh(Rect outer) { return rect(0, 0, max_int(outer.w - 2, 1), max_int(outer.h - 2, 1)); }
 
 void add_buttons(const Root<MessageBox>& box, MessageBoxKind kind, int32_t x, int32_t y, int32_t w) {
-    struct Spec {
+    struct Choice {
         Text* label;
         int32_t command;
     };
-    Spec ok{"OK"_t, CMD_OK}, cancel{"Cancel"_t, CMD_CANCEL}, yes{"Yes"_t, CMD_YES}, no{"No"_t, CMD_NO};
-    Spec row[3];
+    Choice ok{"OK"_t, CMD_OK}, cancel{"Cancel"_t, CMD_CANCEL}, yes{"Yes"_t, CMD_YES}, no{"No"_t, CMD_NO};
+    Choice row[3];
     int32_t n = 0;
     switch (kind) {
         case MessageBoxKind::Ok: row[n++] = ok; break;
