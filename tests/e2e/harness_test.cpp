@@ -38,147 +38,76 @@ std::string report_lines(const std::string& home, const std::string& cwd, const 
 
 }  // namespace
 
-TEST(Harness, ReadsTextColoursAttributesAndCursor) {
+TEST(Harness, ReadsTextColoursAndTheRawStream) {
     Session s(E2E_PROG_PAINT, e2e::Options().with_size(40, 10));
-    ASSERT_TRUE(s.wait_screen(R"(
-plain
-  bold red
-under rev ital
-漢字x é
-cpr=4;8
-> ▏
-)"));
+    ASSERT_TRUE(s.wait_screen("\nplain\n  bold red\nunder rev ital\n漢字x é\ncpr=4;8\n> ▏\n"));
     EXPECT_TRUE(s.alt_screen());
     EXPECT_TRUE(s.cursor_visible());
-    EXPECT_EQ(s.cursor(), (Pos{5, 2}));
     EXPECT_EQ(s.cols(), 40);
     EXPECT_EQ(s.rows(), 10);
-
-    Cell plain = s.cell(0, 0);
-    EXPECT_EQ(plain.text, "p");
-    EXPECT_EQ(plain.fg, Color::def());
-    EXPECT_EQ(plain.bg, Color::def());
-    EXPECT_FALSE(plain.bold || plain.italic || plain.underline || plain.reverse);
-
-    EXPECT_EQ(s.cell(1, 1).text, " ");
-    for (int col : {2, 9}) {
-        Cell c = s.cell(1, col);
-        EXPECT_TRUE(c.bold) << col;
-        EXPECT_EQ(c.fg, Color::indexed(1)) << col;
-    }
-    EXPECT_FALSE(s.cell(1, 10).bold);
-    EXPECT_EQ(s.cell(1, 10).fg, Color::def());
-
-    Cell under = s.cell(2, 0);
-    EXPECT_TRUE(under.underline);
-    EXPECT_FALSE(under.bold);
-    EXPECT_EQ(under.fg, Color::indexed(202));
-    Cell rev = s.cell(2, 6);
-    EXPECT_EQ(rev.text, "r");
-    EXPECT_TRUE(rev.reverse);
-    EXPECT_FALSE(rev.underline);
-    EXPECT_EQ(rev.bg, Color::rgb(10, 20, 30));
-    EXPECT_EQ(rev.fg, Color::def());
-    EXPECT_FALSE(s.cell(2, 9).reverse);
-    Cell ital = s.cell(2, 10);
-    EXPECT_TRUE(ital.italic);
-    EXPECT_EQ(ital.fg, Color::indexed(10));
-
-    EXPECT_EQ(s.cell(3, 0).text, "漢");
-    EXPECT_EQ(s.cell(3, 0).width, 2);
-    EXPECT_EQ(s.cell(3, 1).text, "");
-    EXPECT_EQ(s.cell(3, 1).width, 0);
+    EXPECT_EQ(s.cell(0, 0).text, "p");
+    EXPECT_EQ(s.cell(0, 0).bg, Color::def());
+    EXPECT_EQ(s.cell(1, 2).fg, Color::indexed(1));
+    EXPECT_TRUE(s.cell(1, 2).bold);
+    EXPECT_EQ(s.cell(2, 6).bg, Color::rgb(10, 20, 30));
+    EXPECT_EQ(s.cell(2, 9).bg, Color::def());
     EXPECT_EQ(s.cell(3, 2).text, "字");
-    EXPECT_EQ(s.cell(3, 4).text, "x");
-    EXPECT_EQ(s.cell(3, 6).text, "é");
-    EXPECT_EQ(s.cell(3, 6).width, 1);
-    EXPECT_EQ(s.row_text(3), "漢字x é");
     EXPECT_EQ(s.row_text(9), "");
-
-    // The raw stream, in order; the cursor position query was answered ("cpr=4;8" above).
     std::string start = "before\x1b[?1049h\x1b[H\x1b[2Jplain\x1b[2;3H\x1b[1;31mbold red\x1b[0m";
     EXPECT_EQ(s.output().substr(0, start.size()), start);
-    auto query = s.output().find("\x1b[6n");
-    ASSERT_NE(query, std::string::npos);
-    EXPECT_LT(s.output().find("\x1b[4;1H"), query);
-    EXPECT_GT(s.output().find("cpr="), query);
 }
 
-TEST(Harness, SendsRawKeysAndReportsTheExit) {
+TEST(Harness, SendsRawKeysResizesAndReportsTheExit) {
     Session s(E2E_PROG_PAINT, e2e::Options().with_size(40, 10));
     ASSERT_TRUE(s.wait_text("> "));
-    s.send("ab");
-    s.send(e2e::keys::up);
-    s.send(e2e::keys::ctrl('c'));  // raw mode: a byte, not an interrupt
-    s.send("é");
-    s.send(e2e::keys::with_mods(e2e::keys::right, e2e::keys::mod_ctrl));
-    s.send(e2e::keys::with_mods(e2e::keys::f5, e2e::keys::mod_shift | e2e::keys::mod_alt));
-    s.send(e2e::keys::mouse(4, 9));
-    ASSERT_TRUE(s.wait_text("> ab^[[A^Cé^[[1;5C^[[15;4~^[[<0;10;5M"));
-    EXPECT_EQ(s.cursor(), (Pos{5, 37}));
-    s.send(e2e::keys::alt_char('x'));
-    s.send(e2e::keys::paste("p"));
-    ASSERT_TRUE(s.wait_text("^[[200~p^[[201~"));
-    EXPECT_EQ(s.row_text(5), "> ab^[[A^Cé^[[1;5C^[[15;4~^[[<0;10;5M^[x");  // full; the rest wrapped
-    EXPECT_TRUE(s.running());
-
+    s.send(std::string(e2e::keys::left) + std::string(e2e::keys::enter) + e2e::keys::mouse(4, 9) +
+           e2e::keys::alt_char('x') + e2e::keys::paste("p"));
+    ASSERT_TRUE(s.wait_text("> ^[[D^M^[[<0;10;5M^[x^[[200~p^[[201~"));
     s.resize(50, 12);
     s.send("#");
     ASSERT_TRUE(s.wait_text("^[[201~[50x12]"));
     EXPECT_EQ(s.cols(), 50);
-    EXPECT_EQ(s.rows(), 12);
-    EXPECT_EQ(s.cursor(), (Pos{6, 22}));
 
     s.send("q3");
     ASSERT_TRUE(s.wait_exit());
     EXPECT_FALSE(s.running());
     EXPECT_EQ(s.exit_status(), ExitStatus::exited(3));
-    // Back on the primary screen, which kept its text; the cursor was hidden last.
     EXPECT_FALSE(s.alt_screen());
     EXPECT_FALSE(s.cursor_visible());
-    EXPECT_EQ(s.screen(), "before\nbye" + std::string(10, '\n'));
-
     // A wait on a program that has ended fails at once, with the screen to look at.
+    auto started = std::chrono::steady_clock::now();
     auto r = s.wait_screen("before\nbye!", Millis(60000));
     EXPECT_FALSE(r);
+    EXPECT_LT(std::chrono::steady_clock::now() - started, Millis(10000));
     EXPECT_THAT(r.message(), HasSubstr("the program ended (exit code 3)"));
-    EXPECT_THAT(r.message(), HasSubstr("   0 |before\n-  1 |bye!\n+  1 |bye\n"));
 }
 
 TEST(Harness, KillsAHungProgramAndItsChildren) {
     pid_t child = 0;
-    {
-        Session s(E2E_PROG_HANG);
-        ASSERT_TRUE(s.wait_text(" hangs"));
-        child = atoi(s.row_text(1).substr(6).c_str());
-        ASSERT_GT(child, 0);
-        EXPECT_TRUE(s.wait_screen("\n\nchild " + std::to_string(child) + " hangs\n" + std::string(e2e::kCursorMark)));
-
-        auto start = std::chrono::steady_clock::now();
-        auto r = s.wait_text("never there", Millis(200));
-        // Its own time limit, not the default one: the kill does not wait for anything.
-        EXPECT_LT(std::chrono::steady_clock::now() - start, e2e::kDefaultTimeout * e2e::timeout_scale());
-        EXPECT_FALSE(r);
-        EXPECT_THAT(r.message(), HasSubstr("timed out after"));
-        EXPECT_THAT(r.message(), HasSubstr("text \"never there\""));
-        EXPECT_THAT(r.message(), HasSubstr(" hangs\n"));
-        EXPECT_EQ(s.exit_status(), ExitStatus::killed(SIGKILL));
-        EXPECT_TRUE(process_dies(child));
-    }
-
-    // The destructor does the same to a program left running, and removes its home.
     std::filesystem::path home;
     {
         Session s(E2E_PROG_HANG);
         ASSERT_TRUE(s.wait_text(" hangs"));
         child = atoi(s.row_text(1).substr(6).c_str());
+        ASSERT_GT(child, 0);
+        auto start = std::chrono::steady_clock::now();
+        auto r = s.wait_text("never there", Millis(200));
+        EXPECT_LT(std::chrono::steady_clock::now() - start, e2e::kDefaultTimeout * e2e::timeout_scale());
+        EXPECT_FALSE(r);
+        EXPECT_THAT(r.message(), HasSubstr("timed out after"));
+        EXPECT_EQ(s.exit_status(), ExitStatus::killed(SIGKILL));
+        EXPECT_TRUE(process_dies(child));
+    }
+    {
+        // The destructor does the same to a program left running, and removes its home.
+        Session s(E2E_PROG_HANG);
+        ASSERT_TRUE(s.wait_text(" hangs"));
+        child = atoi(s.row_text(1).substr(6).c_str());
         home = s.home();
-        EXPECT_TRUE(std::filesystem::is_directory(home));
     }
     EXPECT_TRUE(process_dies(child));
     EXPECT_FALSE(std::filesystem::exists(home));
 
-    // A piped run is bounded the same way, though the child keeps the pipes open.
     auto r = e2e::run_piped(E2E_PROG_HANG, {}, "", Millis(200));
     EXPECT_TRUE(r.timed_out);
     EXPECT_EQ(r.status, ExitStatus::killed(SIGKILL));
@@ -213,36 +142,19 @@ TEST(Harness, KeepsUpWithAFloodOfOutput) {
     ASSERT_TRUE(s.wait_exit());
     EXPECT_EQ(s.exit_status(), ExitStatus::exited(0));
     EXPECT_EQ(s.row_text(21), "line 4999");
-    EXPECT_EQ(s.row_text(22), "report: to stderr");
-    EXPECT_EQ(s.row_text(0), "line 4978");
     EXPECT_NE(s.output().find("line 2500\r\nline 2501\r\n"), std::string::npos);
 }
 
 TEST(Harness, RunsAProgramWithoutATerminal) {
-    setenv("E2E_VAR", "from the test", 1);
     e2e::TempDir home;
-    auto r = e2e::run_piped(E2E_PROG_REPORT,
-                            e2e::Options()
-                                .with_args({"4", "x"})
-                                .with_env("TERM", "vt100")
-                                .without_env("E2E_VAR")
-                                .with_home(home.path()),
-                            "some input");
-    unsetenv("E2E_VAR");
+    auto r = e2e::run_piped(E2E_PROG_REPORT, e2e::Options().with_args({"4", "x"}).with_home(home.path()), "in");
     std::string h = home.path().string();
-    EXPECT_EQ(r.out, "tty=00\nsize=none\n" + report_lines(h, std::filesystem::canonical(h).string(), "vt100",
-                                                           "unset", "x", "none") +
-                         "in=some input\n");
+    EXPECT_EQ(r.out, "tty=00\nsize=none\n" + report_lines(h, std::filesystem::canonical(h).string(),
+                                                           "xterm-256color", "unset", "x", "none") +
+                         "in=in\n");
     EXPECT_EQ(r.err, "report: to stderr\n");
     EXPECT_EQ(r.status, ExitStatus::exited(4));
     EXPECT_FALSE(r.timed_out);
-
-    // More than a pipe holds, on both sides.
-    std::string input(200000, 'i');
-    r = e2e::run_piped(E2E_PROG_REPORT, e2e::Options().with_env("E2E_FLOOD", "20000"), input);
-    EXPECT_EQ(r.status, ExitStatus::exited(0));
-    EXPECT_NE(r.out.find("in=" + input + "\nline 0\n"), std::string::npos);
-    EXPECT_TRUE(r.out.ends_with("line 19998\nline 19999\n"));
 }
 
 // A program on the framework hands the terminal to a child and takes it back.
