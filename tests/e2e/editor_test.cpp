@@ -122,7 +122,7 @@ TEST(EditorFiles, ClosingAndQuittingAskAboutChangedBuffersAndHonourEachAnswer) {
     // Quit asks in window order, bringing the closed buffer back; Yes saves it.
     s.send(e2e::keys::alt_char('q'));
     answer(s, "Save changes to a.txt?", "Yes");
-    EXPECT_EQ(read_file(home.path() / "a.txt"), "xA");
+    EXPECT_TRUE(s.wait_for([&] { return read_file(home.path() / "a.txt") == "xA"; }));
     // A buffer without a path cannot be saved while there is no requester: the quit stops.
     answer(s, "Save changes?", "Yes");
     s.pump_for(std::chrono::milliseconds(200));
