@@ -8,6 +8,7 @@
 #include "ide/file_tree.hpp"
 #include "ide/project.hpp"
 #include "ide/project_settings.hpp"
+#include "ide/roster.hpp"
 #include "ide/user_prefs.hpp"
 #include "ide/user_settings.hpp"
 #include "ide/version.hpp"
@@ -19,6 +20,8 @@
 #include "runtime/objects.hpp"
 #include "stdlib/io/console.hpp"
 #include "stdlib/io/dir.hpp"
+#include "stdlib/io/file.hpp"
+#include "stdlib/fs/stat.hpp"
 #include "stdlib/sys/optparse.hpp"
 
 namespace {
@@ -119,15 +122,102 @@ Root<MenuBar> build_menubar() {
     return bar;
 }
 
-// Carries out one command of the loop. Commands of windows and services still to come do nothing.
-void run_command(const Root<Application>& app, int32_t cmd) {
-    if (cmd == ide::CMD_ABOUT) {
-        app->message_box("About"_t,
-                         stdlib::concat(stdlib::concat("noltide "_t, ide::version()),
-                                        " \u2014 Kestrum IDE (edit/save + Build + Project)"_t),
-                         kestrum::messagebox_kind_ok());
+void box_ok(const Root<Application>& app, const string& title, const string& text) {
+    app->message_box(title, text, kestrum::messagebox_kind_ok());
+}
+
+// The toggle row of the Edit menu takes the switch's current label.
+void refresh_auto_end_menu(const Root<MenuBar>& bar) {
+    Root<kestrum::Menu> edit = kestrum::menubar_get(bar, 1);
+    Root<kestrum::MenuItem> row = kestrum::menu_get(edit, 5);
+    row->label = ide::menu_label();
+    kestrum::menu_set(edit, 5, row);
+}
+
+// The path given on the command line: a directory or a missing file is refused in a box; a
+// project file is left to the project commands.
+void open_start_path(const Root<Application>& app, const string& path) {
+    if (stdlib::is_empty(path)) return;
+    if (stdlib::is_directory(path)) {
+        app->set_status("ready"_t);
+        box_ok(app, "Open"_t, stdlib::concat("Cannot open a directory: "_t, path));
+    } else if (ide::is_nolt_source(path)) {
+        ide::add_edit(app, path);
+    } else if (ide::is_nolt_toml_arg(path)) {
+        // projects open through their own commands
+    } else if (stdlib::fileExists(path)) {
+        ide::add_edit(app, path);
+    } else {
+        app->set_status("ready"_t);
+        box_ok(app, "Open"_t, stdlib::concat("Not found: "_t, path));
+    }
+}
+
+// Copy and Cut fill the clipboard that Paste reads, and send the same text to the terminal.
+void copy_selection(const Root<Application>& app, string& clip) {
+    clip = ide::take_edit(app)->selected_text();
+    app->clipboard_set(clip);
+}
+
+// Carries out one command of the loop. `clip` is the text that Paste inserts.
+void run_command(const Root<Application>& app, const Root<MenuBar>& bar, string& clip, int32_t cmd) {
+    using namespace ide;
+    bool has_edit = active_edit(app);
+    if (cmd == CMD_NEW) {
+        add_edit(app, stdlib::empty_string());
+    } else if (cmd == CMD_OPEN) {
+        string path = ask_path(app, "Open"_t, stdlib::concat(cwd_or_empty(), "/"_t));
+        if (stdlib::is_empty(path)) return;
+        if (stdlib::is_directory(path)) box_ok(app, "Open"_t, "Cannot open a directory"_t);
+        else add_edit(app, path);
+    } else if (cmd == CMD_CLOSE_PROJECT) {
+        box_ok(app, "Close Project"_t, "No project is open"_t);
+    } else if (cmd == CMD_PROJECT_SETTINGS) {
+        box_ok(app, "Project Settings"_t, "No project is open"_t);
+    } else if (cmd == CMD_FILE_TREE) {
+        box_ok(app, "File Tree"_t, "No project is open"_t);
+    } else if (cmd == CMD_SAVE) {
+        if (has_edit) save_edit(app, take_edit(app));
+    } else if (cmd == CMD_SAVE_AS) {
+        if (!has_edit) return;
+        Root<EditWin> ed = take_edit(app);
+        string start = stdlib::is_empty(ed->path()) ? stdlib::concat(cwd_or_empty(), "/"_t) : ed->path();
+        string chosen = ask_path(app, "Save As"_t, start);
+        if (stdlib::is_empty(chosen)) return;
+        ed->set_path(chosen);
+        save_edit(app, ed);
+    } else if (cmd == CMD_COPY) {
+        if (has_edit) copy_selection(app, clip);
+    } else if (cmd == CMD_CUT) {
+        if (!has_edit) return;
+        copy_selection(app, clip);
+        take_edit(app)->delete_selection();
+    } else if (cmd == CMD_PASTE) {
+        if (has_edit && !stdlib::is_empty(clip)) take_edit(app)->paste(clip);
+    } else if (cmd == CMD_SELECT_ALL) {
+        if (has_edit) take_edit(app)->select_all();
+    } else if (cmd == CMD_TOGGLE_AUTO_END) {
+        bool on = toggle();
+        refresh_auto_end_menu(bar);
+        app->set_status(on ? "Auto End Block: On"_t : "Auto End Block: Off"_t);
+    } else if (cmd == CMD_ABOUT) {
+        box_ok(app, "About"_t,
+               stdlib::concat(stdlib::concat("noltide "_t, version()), " \u2014 Kestrum IDE (edit/save + Build + Project)"_t));
+    } else if (cmd == CMD_EDIT_CLOSE) {
+        confirm_close_edit(app, find_active_edit(app));
     } else if (cmd == kestrum::CMD_QUIT) {
-        app->quit();
+        if (confirm_quit(app)) app->quit();
+    }
+}
+
+// The status line: the active edit window's two texts; the right one is cleared otherwise.
+void update_status(const Root<Application>& app) {
+    if (ide::active_edit(app)) {
+        Root<ide::EditWin> ed = ide::take_edit(app);
+        app->set_status(ed->status_left());
+        app->set_status_right(ed->status_right());
+    } else {
+        app->set_status_right(stdlib::empty_string());
     }
 }
 
@@ -146,16 +236,17 @@ int32_t start_ui(const string& path) {
         return 1;
     }
     app->check_resize();
-    (void)path;  // files and projects open once edit windows and projects exist
-    app->set_status("ready"_t);
+    string clip = stdlib::empty_string();
+    if (stdlib::is_empty(path)) app->set_status("ready"_t);
+    else open_start_path(app, path);
     while (true) {
         if (!app->running) {
             app->close();
             return 0;
         }
         app->do_step();
-        app->set_status_right(stdlib::empty_string());
-        run_command(app, app->take_command());
+        update_status(app);
+        run_command(app, bar, clip, app->take_command());
     }
 }
 

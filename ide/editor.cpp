@@ -1,0 +1,169 @@
+#include "ide/editor.hpp"
+
+#include "kestrum/syntax.hpp"
+#include "stdlib/core/convert.hpp"
+#include "stdlib/fs/perm.hpp"
+#include "stdlib/fs/stat.hpp"
+#include "stdlib/io/file.hpp"
+
+namespace ide {
+
+using namespace runtime::literals;
+using kestrum::Event;
+using kestrum::EventResult;
+using kestrum::Rect;
+using kestrum::rect;
+using stdlib::concat;
+
+Root<EditWin> EditWin::create(const string& path, bool line_numbers) {
+    Root<EditWin> win = runtime::make<EditWin>(rect(0, 0, 72, 22), string("noltide"_t));
+    win->set_closable(true);
+    win->set_minimizable(true);
+    win->set_maximizable(true);
+    Root<kestrum::TextArea> area = kestrum::TextArea::create(rect(0, 0, 70, 20), EDIT_MAX_LINES, 19, EDIT_LINE_CAP);
+    area->set_syntax(syntax_lang_for(path));
+    area->set_line_numbers(line_numbers);
+    win->area = area;
+    win->file_path = path;
+    win->saved_text = stdlib::empty_string();
+    win->add(area);
+    if (!stdlib::is_empty(path)) {
+        stdlib::Result<string, stdlib::Error> read = stdlib::readFile(path);
+        if (read.is_ok()) {
+            area->set_text(read.unwrap_ok());
+            win->saved_text = read.unwrap_ok();
+        }
+    }
+    win->sync_title();
+    return win;
+}
+
+void EditWin::draw(const Root<kestrum::CellBuffer>& buf, Rect bounds, Rect clip, bool focused,
+                   const Root<kestrum::Theme>& theme) {
+    layout_contents();
+    sync_title();
+    Window::draw(buf, bounds, clip, focused, theme);
+}
+
+EventResult EditWin::handle_event(const Event& ev) {
+    Root<EditWin> self(this);
+    Root<kestrum::TextArea> text(area);
+    Opener opener = empty_opener();
+    if (ide::enabled() && ev.kind == kestrum::EventKind::Key && !ev.key.ctrl && !ev.key.alt &&
+        ev.key.key.tag == kestrum::KeyCode::Enter && text->sel_empty() && text->lang == kestrum::LANG_NOLT())
+        opener = detect(self->line_before_caret());
+    EventResult result = self->Window::handle_event(ev);
+    if (opener.found && result.handled) self->insert_end_block(opener);
+    if (result.command == kestrum::CMD_CLOSE && self->dirty()) result.command = CMD_EDIT_CLOSE;
+    return result;
+}
+
+void EditWin::set_bounds(Rect r) {
+    Window::set_bounds(r);
+    layout_contents();
+}
+
+void EditWin::sync_title() {
+    Root<EditWin> self(this);
+    string title = stdlib::is_empty(string(file_path)) ? string("noltide"_t) : concat("noltide - "_t, string(file_path));
+    if (self->dirty()) title = concat(title, " *"_t);
+    self->set_title(title);
+}
+
+void EditWin::layout_contents() {
+    int32_t w = kestrum::max_int(bounds.w - 2, 16), h = kestrum::max_int(bounds.h - 2, 4);
+    area->bounds = rect(0, 0, w, h);
+    area->set_visible_rows(h);
+}
+
+string EditWin::path() { return string(file_path); }
+
+bool EditWin::dirty() {
+    Root<kestrum::TextArea> text(area);
+    return !stdlib::equals(text->text(), string(saved_text));
+}
+
+bool EditWin::saved_once() { return was_saved; }
+
+bool EditWin::read_only() { return path_read_only(string(file_path)); }
+
+bool EditWin::save() {
+    Root<EditWin> self(this);
+    string target(file_path);
+    if (stdlib::is_empty(target)) return false;
+    string text = Root<kestrum::TextArea>(area)->text();
+    if (!stdlib::writeFile(target, text).is_ok()) return false;
+    self->saved_text = text;
+    self->was_saved = true;
+    return true;
+}
+
+void EditWin::set_path(const string& path) {
+    Root<EditWin> self(this);
+    self->file_path = path;
+    Root<kestrum::TextArea>(area)->set_syntax(syntax_lang_for(path));
+    self->sync_title();
+}
+
+string EditWin::selected_text() {
+    return Root<kestrum::TextArea>(area)->selected_text().unwrap_or(stdlib::empty_string());
+}
+
+void EditWin::select_all() { Root<kestrum::TextArea>(area)->select_all(); }
+void EditWin::delete_selection() { Root<kestrum::TextArea>(area)->delete_selection(); }
+void EditWin::paste(const string& text) { Root<kestrum::TextArea>(area)->paste(text); }
+void EditWin::set_line_numbers(bool on) { Root<kestrum::TextArea>(area)->set_line_numbers(on); }
+
+string EditWin::status_left() {
+    Root<EditWin> self(this);
+    string shown = stdlib::is_empty(string(file_path)) ? string("untitled"_t) : string(file_path);
+    return concat(shown, status_file_flags(self->read_only(), self->dirty(), self->was_saved));
+}
+
+string EditWin::status_right() {
+    Root<kestrum::TextArea> text(area);
+    string s = concat(stdlib::to_string(text->line_count), " lines  "_t);
+    s = concat(concat(s, stdlib::to_string(text->caret_line + 1)), ":"_t);
+    s = concat(concat(s, stdlib::to_string(text->caret_col + 1)), "  "_t);
+    return concat(s, text->overwrite ? "OVR"_t : "INS"_t);
+}
+
+string EditWin::line_before_caret() {
+    Root<kestrum::TextArea> text(area);
+    string line = text->line_or(text->caret_line, stdlib::empty_string());
+    if (text->caret_col < 1) return stdlib::empty_string();
+    int32_t end = kestrum::cp_to_byte(line, text->caret_col);
+    return end >= stdlib::length(line) ? line : stdlib::substring(line, 0, end);
+}
+
+void EditWin::insert_end_block(const Opener& opener) {
+    if (!opener.found) return;
+    Root<kestrum::TextArea> text(area);
+    int32_t at = text->caret_line;
+    if (already_present(text->line_or(at + 1, stdlib::empty_string()), opener)) return;
+    string closing = end_line(opener);
+    if (stdlib::is_empty(closing)) return;
+    text->paste(concat("\n"_t, closing));
+    text->set_caret(at, 0);
+}
+
+int32_t syntax_lang_for(const string& path) {
+    int32_t lang = kestrum::lang_from_path(path);
+    if (lang != kestrum::LANG_NONE()) return lang;
+    if (stdlib::is_empty(path) || stdlib::ends_with(stdlib::to_lower(path), ".nolt"_t)) return kestrum::LANG_NOLT();
+    return kestrum::LANG_NONE();
+}
+
+bool path_read_only(const string& path) {
+    return !stdlib::is_empty(path) && stdlib::exists(path) && !stdlib::is_writable(path);
+}
+
+string status_file_flags(bool read_only, bool dirty, bool saved_once) {
+    string flags = stdlib::empty_string();
+    if (read_only) flags = concat(flags, "  read-only"_t);
+    if (dirty) flags = concat(flags, "  modified"_t);
+    else if (saved_once) flags = concat(flags, "  saved"_t);
+    return flags;
+}
+
+}  // namespace ide

@@ -1,0 +1,114 @@
+#include "ide/roster.hpp"
+
+#include "kestrum/widgets/messagebox.hpp"
+#include "stdlib/io/dir.hpp"
+
+namespace ide {
+
+using namespace runtime::literals;
+using kestrum::Rect;
+
+namespace {
+
+bool is_edit_at(const Root<Application>& app, int32_t idx) {
+    return idx >= 0 && idx < app->window_count() && runtime::is<EditWin>(app->window_at(idx));
+}
+
+Root<EditWin> edit_at(const Root<Application>& app, int32_t idx) {
+    return Root<EditWin>(static_cast<EditWin*>(app->window_at(idx).get()));
+}
+
+// "Save changes?" for a buffer without a path, else "Save changes to <path>?".
+string save_prompt(const Root<EditWin>& ed) {
+    string path = ed->path();
+    if (stdlib::is_empty(path)) return "Save changes?"_t;
+    return stdlib::concat(stdlib::concat("Save changes to "_t, path), "?"_t);
+}
+
+void box_ok(const Root<Application>& app, const string& title, const string& text) {
+    app->message_box(title, text, kestrum::messagebox_kind_ok());
+}
+
+}  // namespace
+
+string cwd_or_empty() { return stdlib::current_dir().unwrap_or(stdlib::empty_string()); }
+
+// The file requester is not part of the program yet: every question is answered with no path.
+string ask_path(const Root<Application>& app, const string& title, const string& start) {
+    (void)app, (void)title, (void)start;
+    return stdlib::empty_string();
+}
+
+void add_edit_at(const Root<Application>& app, const string& path, Rect bounds, bool maximized) {
+    Root<kestrum::Desktop> desktop(app->desktop);
+    if (desktop->visible_window_count() >= 8) {
+        box_ok(app, "Windows"_t, "Too many windows"_t);
+        return;
+    }
+    Root<EditWin> ed = EditWin::create(path, true);
+    Rect area = desktop->content_rect();
+    if (bounds.w < 16 || bounds.h < 4) {
+        int32_t n = desktop->visible_window_count();
+        bounds = kestrum::rect(area.x + 2 + n * 2, area.y + n, kestrum::max_int(area.w - 6, 40),
+                               kestrum::max_int(area.h - 3, 12));
+    }
+    ed->set_bounds(bounds);
+    if (maximized) ed->maximize(area);
+    ed->layout_contents();
+    app->add_window(ed);
+    app->set_status(stdlib::is_empty(path) ? string("untitled"_t) : path);
+}
+
+void add_edit(const Root<Application>& app, const string& path) { add_edit_at(app, path, kestrum::rect(0, 0, 0, 0), true); }
+
+int32_t find_active_edit(const Root<Application>& app) {
+    int32_t idx = app->desktop->active_idx;
+    return is_edit_at(app, idx) && app->window_at(idx)->visible ? idx : -1;
+}
+
+bool active_edit(const Root<Application>& app) { return find_active_edit(app) >= 0; }
+
+Root<EditWin> take_edit(const Root<Application>& app) { return edit_at(app, app->desktop->active_idx); }
+
+bool save_edit(const Root<Application>& app, const Root<EditWin>& ed) {
+    if (stdlib::is_empty(ed->path())) {
+        string chosen = ask_path(app, "Save As"_t, stdlib::concat(cwd_or_empty(), "/"_t));
+        if (stdlib::is_empty(chosen)) return false;
+        ed->set_path(chosen);
+    }
+    if (ed->save()) return true;
+    box_ok(app, "Save"_t, "Could not write file"_t);
+    return false;
+}
+
+bool confirm_close_edit(const Root<Application>& app, int32_t idx) {
+    if (idx < 0) return false;
+    Root<kestrum::Desktop> desktop(app->desktop);
+    if (!is_edit_at(app, idx) || !edit_at(app, idx)->dirty()) {
+        desktop->close_window_at(idx);
+        app->set_dirty();
+        return true;
+    }
+    Root<EditWin> ed = edit_at(app, idx);
+    int32_t answer = app->message_box("Close"_t, save_prompt(ed), kestrum::messagebox_kind_yes_no_cancel());
+    if (answer == kestrum::CMD_CANCEL) return false;
+    if (answer == kestrum::CMD_YES && !save_edit(app, ed)) return false;
+    desktop->close_window_at(idx);
+    app->set_dirty();
+    return true;
+}
+
+bool confirm_quit(const Root<Application>& app) {
+    for (int32_t i = 0; i < app->window_count(); i++) {
+        if (!is_edit_at(app, i)) continue;
+        Root<EditWin> ed = edit_at(app, i);
+        if (!ed->dirty()) continue;
+        app->show_window_at(i);
+        int32_t answer = app->message_box("Quit"_t, save_prompt(ed), kestrum::messagebox_kind_yes_no_cancel());
+        if (answer == kestrum::CMD_CANCEL) return false;
+        if (answer == kestrum::CMD_YES && !save_edit(app, ed)) return false;
+    }
+    return true;
+}
+
+}  // namespace ide

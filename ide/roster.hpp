@@ -1,0 +1,31 @@
+// The IDE's roster of windows is the desktop's own list; these functions find, create, close and
+// save edit windows on it, with every prompt that goes with that.
+#pragma once
+#include "ide/editor.hpp"
+#include "kestrum/desktop.hpp"
+
+namespace ide {
+
+using kestrum::Application;
+
+// The current directory, or the empty text when it cannot be read.
+string cwd_or_empty();
+// The chosen path from a modal file requester, or the empty text.
+string ask_path(const Root<Application>& app, const string& title, const string& start);
+// A new edit window, unless eight windows are visible; bounds below 16 by 4 give the default.
+void add_edit_at(const Root<Application>& app, const string& path, kestrum::Rect bounds, bool maximized);
+// A maximised edit window.
+void add_edit(const Root<Application>& app, const string& path);
+bool active_edit(const Root<Application>& app);
+// Only after active_edit has said true.
+Root<EditWin> take_edit(const Root<Application>& app);
+// The active window's index if it is an edit window, else -1.
+int32_t find_active_edit(const Root<Application>& app);
+// Asks for a path when there is none; a failed write is reported in a box.
+bool save_edit(const Root<Application>& app, const Root<EditWin>& ed);
+// True if the window closed; a dirty one asks first.
+bool confirm_close_edit(const Root<Application>& app, int32_t idx);
+// Asks about every dirty edit window, hidden ones too, in window order; true if the program may end.
+bool confirm_quit(const Root<Application>& app);
+
+}  // namespace ide

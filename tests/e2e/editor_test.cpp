@@ -1,0 +1,244 @@
+// Edit windows in the real binary: typing, saving, closing, the clipboard and the start path.
+#include <fstream>
+#include <sstream>
+
+#include "harness.hpp"
+
+namespace {
+
+using e2e::keys::ctrl;
+namespace fs = std::filesystem;
+
+std::string read_file(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream ss;
+    ss << in.rdbuf();
+    return ss.str();
+}
+
+e2e::Options at80(std::vector<std::string> args = {}) {
+    return e2e::Options().with_size(80, 24).with_env("COLORTERM", "truecolor").with_args(std::move(args));
+}
+
+// The status line's left text, trimmed.
+::testing::AssertionResult wait_status(e2e::Session& s, const std::string& text) {
+    return s.wait_for([&] { return s.row_text(s.rows() - 1).rfind(" " + text + " ", 0) == 0 ||
+                                   s.row_text(s.rows() - 1) == " " + text; },
+                      e2e::kDefaultTimeout, text);
+}
+
+void quit(e2e::Session& s) {
+    s.send(e2e::keys::alt_char('q'));
+    ASSERT_TRUE(s.wait_exit());
+    EXPECT_EQ(s.exit_status(), e2e::ExitStatus::exited(0));
+}
+
+}  // namespace
+
+TEST(EditorFiles, TypedTextWithAnEndLineIsSavedExactlyAndTheToggleIsKeptInSettings) {
+    e2e::Session s(NOLTIDE_BIN, at80({"new.nolt"}));
+    ASSERT_TRUE(s.wait_text("noltide - new.nolt"));
+    s.send("fn add(a, b)");
+    s.send(e2e::keys::enter);
+    s.send("  return a");
+    ASSERT_TRUE(wait_status(s, "new.nolt  modified"));
+    EXPECT_TRUE(s.wait_text("noltide - new.nolt *"));
+    EXPECT_TRUE(s.wait_text("3 lines  2:11  INS"));
+    s.send(ctrl('s'));
+    ASSERT_TRUE(wait_status(s, "new.nolt  saved"));
+    EXPECT_EQ(read_file(s.home() / "new.nolt"), "fn add(a, b)\n  return a\nend add");
+
+    // Off: Enter after an opener is a plain Enter, and settings.toml says so.
+    s.send(e2e::keys::f10);
+    s.send(e2e::keys::right);
+    ASSERT_TRUE(s.wait_text("Auto End Block: On"));
+    s.send(e2e::keys::up);  // wraps to the last row
+    s.send(e2e::keys::enter);
+    ASSERT_TRUE(s.wait_for([&] {
+        return read_file(s.home() / ".config/noltide/settings.toml").find("auto_end_block = false") != std::string::npos;
+    }));
+    s.send(e2e::keys::enter);
+    s.send("if x");
+    s.send(e2e::keys::enter);
+    s.send(ctrl('s'));
+    ASSERT_TRUE(s.wait_for([&] { return read_file(s.home() / "new.nolt") == "fn add(a, b)\n  return a\nif x\n\nend add"; }));
+    quit(s);
+}
+
+namespace {
+
+// Clicks the first place where `text` (ASCII) stands on the screen.
+void click_text(e2e::Session& s, const std::string& text) {
+    for (int r = 0; r < s.rows(); r++)
+        for (int c = 0; c + (int)text.size() <= s.cols(); c++) {
+            bool match = true;
+            for (size_t i = 0; i < text.size() && match; i++) match = s.cell(r, c + (int)i).text == std::string(1, text[i]);
+            if (match) return s.send(e2e::keys::mouse(r, c + 1));
+        }
+    ADD_FAILURE() << "no " << text << " on\n" << s.screen();
+}
+
+// Waits for the box with `text`, answers it with the button `answer`, and waits for it to go.
+void answer(e2e::Session& s, const std::string& text, const std::string& button) {
+    ASSERT_TRUE(s.wait_text(text));
+    ASSERT_TRUE(s.wait_text("[ " + button + " ]"));
+    click_text(s, "[ " + button + " ]");
+    ASSERT_TRUE(s.wait_for([&] { return s.screen().find(text) == std::string::npos; }, e2e::kDefaultTimeout, text));
+}
+
+// A Ctrl-letter command, given a turn of the loop of its own: the loop keeps one command a turn.
+void command(e2e::Session& s, char letter) {
+    s.send(ctrl(letter));
+    s.pump_for(std::chrono::milliseconds(120));
+}
+
+// Quits, answering No for the one changed buffer.
+void quit_discarding(e2e::Session& s) {
+    s.send(e2e::keys::alt_char('q'));
+    answer(s, "Save changes", "No");
+    ASSERT_TRUE(s.wait_exit());
+}
+
+}  // namespace
+
+TEST(EditorFiles, ClosingAndQuittingAskAboutChangedBuffersAndHonourEachAnswer) {
+    e2e::TempDir home;
+    e2e::write_file(home.path() / "a.txt", "A");
+    e2e::Session s(NOLTIDE_BIN, at80({"a.txt"}).with_home(home.path()));
+    ASSERT_TRUE(wait_status(s, "a.txt"));
+    s.send("x");
+    ASSERT_TRUE(s.wait_text("noltide - a.txt *"));
+    s.send(e2e::keys::esc);
+    answer(s, "Save changes to a.txt?", "Cancel");
+    EXPECT_TRUE(s.wait_text("noltide - a.txt *")) << "Cancel keeps the window";
+    s.send(e2e::keys::esc);
+    answer(s, "Save changes to a.txt?", "No");
+    ASSERT_TRUE(s.wait_for([&] { return s.row_text(2) == ""; })) << "No closes it";
+    EXPECT_EQ(read_file(home.path() / "a.txt"), "A");
+    s.send(ctrl('n'));
+    ASSERT_TRUE(s.wait_text("┤ noltide ├"));
+    s.send("new");
+    ASSERT_TRUE(wait_status(s, "untitled  modified"));
+    // Quit asks in window order, bringing the closed buffer back; Yes saves it.
+    s.send(e2e::keys::alt_char('q'));
+    answer(s, "Save changes to a.txt?", "Yes");
+    EXPECT_TRUE(s.wait_for([&] { return read_file(home.path() / "a.txt") == "xA"; }));
+    // A buffer without a path cannot be saved while there is no requester: the quit stops.
+    answer(s, "Save changes?", "Yes");
+    s.pump_for(std::chrono::milliseconds(200));
+    ASSERT_TRUE(s.running());
+    s.send(e2e::keys::alt_char('q'));
+    answer(s, "Save changes?", "Cancel");
+    s.pump_for(std::chrono::milliseconds(200));
+    ASSERT_TRUE(s.running());
+    s.send(e2e::keys::alt_char('q'));
+    answer(s, "Save changes?", "No");
+    ASSERT_TRUE(s.wait_exit());
+    EXPECT_EQ(s.exit_status(), e2e::ExitStatus::exited(0));
+}
+
+TEST(EditorFiles, CopyCutAndPasteUseTheInternalClipboardAndSendOsc52AndTheNinthWindowIsRefused) {
+    e2e::Session s(NOLTIDE_BIN, at80());
+    s.send(ctrl('n'));
+    ASSERT_TRUE(wait_status(s, "untitled"));  // keys typed before the window exists go nowhere
+    s.send("hello");
+    ASSERT_TRUE(s.wait_text("1 hello"));
+    command(s, 'a');
+    command(s, 'c');
+    ASSERT_TRUE(s.wait_for([&] { return s.output().find("\033]52;c;aGVsbG8=\a") != std::string::npos; }));
+    command(s, 'x');
+    ASSERT_TRUE(s.wait_for([&] { return s.row_text(2) == "\u2502 1" + std::string(76, ' ') + "\u2502"; }));
+    command(s, 'v');
+    command(s, 'v');
+    ASSERT_TRUE(s.wait_text("1 hellohello "));
+    command(s, 'c');  // nothing selected: the clipboard empties and paste does nothing
+    ASSERT_TRUE(s.wait_for([&] { return s.output().find("\033]52;c;!\a") != std::string::npos; }));
+    command(s, 'v');
+    s.send("!");
+    ASSERT_TRUE(s.wait_text("1 hellohello! "));
+    for (int i = 0; i < 7; i++) command(s, 'n');
+    s.send(ctrl('n'));
+    answer(s, "Too many windows", "OK");  // the ninth window is refused
+    quit_discarding(s);
+}
+
+TEST(EditorFiles, AFailedSaveKeepsTheBufferAndSaysSo) {
+    e2e::Session s(NOLTIDE_BIN, at80({"/etc/hostname/x.nolt"}));
+    ASSERT_TRUE(s.wait_text("noltide - /etc/hostname/x.nolt"));
+    s.send("kept");
+    s.send(ctrl('s'));
+    answer(s, "Could not write file", "OK");
+    EXPECT_TRUE(s.wait_text("1 kept"));
+    EXPECT_TRUE(wait_status(s, "/etc/hostname/x.nolt  modified"));
+    quit_discarding(s);
+}
+
+TEST(EditorFiles, CarriageReturnsAndOverlongFilesOpenChangedAndShortened) {
+    e2e::TempDir home;
+    e2e::write_file(home.path() / "crlf.txt", "one\r\ntwo\r\n");
+    std::string longfile;
+    for (int i = 1; i <= 1100; i++) longfile += "line " + std::to_string(i) + "\n";
+    e2e::write_file(home.path() / "long.txt", std::string(600, 'w') + "\n" + longfile);
+    {
+        e2e::Session s(NOLTIDE_BIN, at80({"crlf.txt"}).with_home(home.path()));
+        ASSERT_TRUE(s.wait_text("noltide - crlf.txt *"));
+        EXPECT_TRUE(s.wait_text("2 two "));
+        s.send(ctrl('s'));
+        ASSERT_TRUE(wait_status(s, "crlf.txt  saved"));
+        EXPECT_EQ(read_file(home.path() / "crlf.txt"), "one\ntwo\n");
+        quit(s);
+    }
+    e2e::Session s(NOLTIDE_BIN, at80({"long.txt"}).with_home(home.path()));
+    ASSERT_TRUE(s.wait_text("noltide - long.txt *"));
+    EXPECT_TRUE(s.wait_text("1024 lines  1:1  INS"));
+    s.send(e2e::keys::end);
+    EXPECT_TRUE(s.wait_text("1024 lines  1:513  INS")) << "the first line is cut to 512 bytes";
+    quit_discarding(s);
+    EXPECT_EQ(read_file(home.path() / "long.txt").size(), 600 + 1 + longfile.size()) << "nothing written";
+}
+
+TEST(EditorFiles, TheStartPathOpensFilesAndRefusesDirectoriesAndMissingFiles) {
+    e2e::TempDir home;
+    e2e::write_file(home.path() / "proj/nolt.toml", "[project]\nname = \"p\"\n");
+    e2e::write_file(home.path() / "plain", "text here\n");
+    struct Case {
+        std::string arg, shown;
+    };
+    const Case cases[] = {
+        {"proj", "Cannot open a directory: proj"},
+        {"nope.txt", "Not found: nope.txt"},
+        {"missing.nolt", "noltide - missing.nolt"},
+        {"plain", "1 text here"},
+    };
+    for (const Case& c : cases) {
+        e2e::Session s(NOLTIDE_BIN, at80({c.arg}).with_home(home.path()));
+        ASSERT_TRUE(s.wait_text(c.shown)) << c.arg;
+        if (c.shown.find(':') != std::string::npos) {
+            EXPECT_TRUE(s.wait_text("Open")) << c.arg;
+            answer(s, c.shown, "OK");
+            EXPECT_TRUE(wait_status(s, "ready")) << c.arg;
+        }
+        quit(s);
+    }
+    EXPECT_FALSE(fs::exists(home.path() / "missing.nolt")) << "opening creates nothing";
+}
+
+TEST(EditorFiles, NoltSourceIsColouredAndAnUnknownLanguageStaysPlain) {
+    e2e::TempDir home;
+    const std::string line = "fn f() \"s\" # c";
+    e2e::write_file(home.path() / "m.nolt", line + "\n");
+    e2e::write_file(home.path() / "m.unknownlang", line + "\n");
+    const e2e::Color fg = e2e::Color::rgb(220, 230, 245), keyword = e2e::Color::rgb(255, 210, 80),
+                     text = e2e::Color::rgb(140, 230, 160), comment = e2e::Color::rgb(150, 175, 210);
+    const int at = 4;  // frame, then a gutter of three cells
+    for (const char* name : {"m.nolt", "m.unknownlang"}) {
+        e2e::Session s(NOLTIDE_BIN, at80({name}).with_home(home.path()).with_env("NOLT_HOME", NOLT_SOURCE_DIR));
+        ASSERT_TRUE(s.wait_text("1 " + line)) << name;
+        bool nolt = std::string(name) == "m.nolt";
+        EXPECT_EQ(s.cell(2, at).fg, nolt ? keyword : fg) << name;
+        EXPECT_EQ(s.cell(2, at + 3).fg, fg) << name;
+        EXPECT_EQ(s.cell(2, at + 8).fg, nolt ? text : fg) << name;
+        EXPECT_EQ(s.cell(2, at + 13).fg, nolt ? comment : fg) << name;
+        quit(s);
+    }
+}
