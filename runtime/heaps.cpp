@@ -283,6 +283,7 @@ void* allocate(const char* who, uint64_t size, const nolt_type* type, uint32_t f
     memset(reference, 0, zero_bytes);
     __nolt_gc_inflight = reference;
     unlock_alloc();
+    nolt_owner_stamp(reference);
     race_delay();
     return reference;
 }
@@ -381,6 +382,7 @@ void execute_finalizer(void* object);
 void reclaim_dead(nolt_block* block) {
     gc_stats.swept++;
     gc_stats.total_freed += block->block_size;
+    nolt_owner_purge(payload(block));
     if (block->flags & NOLT_FLAG_FINALIZER) {
         execute_finalizer(payload(block));
         block->flags &= ~(uint32_t)NOLT_FLAG_FINALIZER;
@@ -609,7 +611,9 @@ void execute_finalizer(void* object) {
     if (!node || !node->function) return;
     bool was = in_finalizer;
     in_finalizer = true;
+    nolt_owner_finalizer_enter();
     node->function(object);
+    nolt_owner_finalizer_leave();
     in_finalizer = was;
 }
 

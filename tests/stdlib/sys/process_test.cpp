@@ -64,11 +64,11 @@ int count_children() {
 
 // Both streams at once and in turns, each far more than a pipe holds.
 constexpr const char* kChatty =
-    "yes o | head -c 3000000 & yes e | head -c 3000000 >&2; wait; "
+    "yes o | head -c 1000000 & yes e | head -c 1000000 >&2; wait; "
     "for i in 1 2 3 4 5 6 7 8; do yes out$i | head -c 70000; yes err$i | head -c 70000 >&2; done";
 
 std::string chatty_expected(const char* first, const char* prefix) {
-    std::string all = repeated(first, 3000000);
+    std::string all = repeated(first, 1000000);
     for (int i = 1; i <= 8; i++) all += repeated(prefix + std::to_string(i), 70000);
     return all;
 }
