@@ -15,26 +15,8 @@ using runtime::make;
 
 namespace {
 
-// An application whose terminal reads the keys a test writes into a pipe and draws to
-// /dev/null, so that its loops run without a real terminal.
-class Loops : public testing::Test {
+class Loops : public stream::Loops {
 protected:
-    stream::Pipe keys;
-    int null_fd = open("/dev/null", O_WRONLY);
-    Root<Application> app = (test_support::boot(), Application::create(theme_classic()));
-
-    void SetUp() override {
-        Root<Term> term = stream::open_on(null_fd, ColorDepth::TrueColor);
-        term->in_fd = keys.read_end;
-        app->term = term;
-        app->is_open = app->running = true;
-        app->rebuild_buffers();
-    }
-    void TearDown() override { close(null_fd); }
-    void type(const std::string& bytes) { ASSERT_EQ(write(keys.write_end, bytes.data(), bytes.size()), (ssize_t)bytes.size()); }
-    static std::string click(int32_t x, int32_t y) {
-        return "\x1b[<0;" + std::to_string(x + 1) + ";" + std::to_string(y + 1) + "M";
-    }
     int32_t ask(MessageBoxKind kind) { return app->message_box("Question"_t, "Go on?"_t, kind); }
 };
 

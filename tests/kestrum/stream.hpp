@@ -1,13 +1,16 @@
-// Byte streams for terminal tests: a pipe or a pseudo-terminal to open a Term on, and what
-// arrived at the other end.
+// Byte streams for terminal tests: a pipe or a pseudo-terminal to open a Term on, what
+// arrived at the other end, and an application whose loops read keys from a pipe.
 #pragma once
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
 #include <unistd.h>
 
+#include <gtest/gtest.h>
+
 #include <string>
 
+#include "kestrum/desktop.hpp"
 #include "kestrum/term.hpp"
 #include "tests/support/boot.hpp"
 
@@ -57,5 +60,31 @@ inline runtime::Root<kestrum::Term> open_on(int out_fd, kestrum::ColorDepth dept
     term->depth = depth;
     return term;
 }
+
+// An application whose terminal reads the keys a test writes into a pipe and draws to
+// /dev/null, so that its loops run without a real terminal.
+class Loops : public testing::Test {
+protected:
+    Pipe keys;
+    int null_fd = open("/dev/null", O_WRONLY);
+    runtime::Root<kestrum::Application> app =
+        (test_support::boot(), kestrum::Application::create(kestrum::theme_classic()));
+
+    void SetUp() override {
+        runtime::Root<kestrum::Term> term = open_on(null_fd, kestrum::ColorDepth::TrueColor);
+        term->in_fd = keys.read_end;
+        app->term = term;
+        app->is_open = app->running = true;
+        app->rebuild_buffers();
+    }
+    void TearDown() override { close(null_fd); }
+    // Bytes that a modal run reads after the one before it has ended are lost with that run's
+    // read, so type the keys of each run just before it.
+    void type(const std::string& bytes) { ASSERT_EQ(write(keys.write_end, bytes.data(), bytes.size()), (ssize_t)bytes.size()); }
+    // A left press at screen cell (x, y).
+    static std::string click(int32_t x, int32_t y) {
+        return "\x1b[<0;" + std::to_string(x + 1) + ";" + std::to_string(y + 1) + "M";
+    }
+};
 
 }  // namespace stream
