@@ -1,5 +1,6 @@
 #include "ide/roster.hpp"
 
+#include "kestrum/widgets/filereq.hpp"
 #include "kestrum/widgets/messagebox.hpp"
 #include "stdlib/io/dir.hpp"
 
@@ -33,10 +34,13 @@ void box_ok(const Root<Application>& app, const string& title, const string& tex
 
 string cwd_or_empty() { return stdlib::current_dir().unwrap_or(stdlib::empty_string()); }
 
-// The file requester is not part of the program yet: every question is answered with no path.
 string ask_path(const Root<Application>& app, const string& title, const string& start) {
-    (void)app, (void)title, (void)start;
-    return stdlib::empty_string();
+    Root<kestrum::FileReq> req = kestrum::FileReq::create(title, stdlib::is_empty(start) ? cwd_or_empty() : start);
+    Rect area = app->desktop->content_rect();
+    req->set_bounds(kestrum::rect(area.x + 2, area.y + 2, kestrum::min_int(56, area.w), kestrum::min_int(16, area.h)));
+    app->modal_push(req);
+    if (app->modal_run() != kestrum::CMD_OK) return stdlib::empty_string();
+    return req->selected_path().unwrap_or(stdlib::empty_string());
 }
 
 void add_edit_at(const Root<Application>& app, const string& path, Rect bounds, bool maximized) {

@@ -123,18 +123,22 @@ TEST(EditorFiles, ClosingAndQuittingAskAboutChangedBuffersAndHonourEachAnswer) {
     s.send(e2e::keys::alt_char('q'));
     answer(s, "Save changes to a.txt?", "Yes");
     EXPECT_TRUE(s.wait_for([&] { return read_file(home.path() / "a.txt") == "xA"; }));
-    // A buffer without a path cannot be saved while there is no requester: the quit stops.
+    // A buffer without a path asks for one; Cancel in the requester stops the quit.
     answer(s, "Save changes?", "Yes");
+    ASSERT_TRUE(s.wait_text("┤ Save As ├"));
+    s.send(e2e::keys::esc);
     s.pump_for(std::chrono::milliseconds(200));
     ASSERT_TRUE(s.running());
     s.send(e2e::keys::alt_char('q'));
-    answer(s, "Save changes?", "Cancel");
-    s.pump_for(std::chrono::milliseconds(200));
-    ASSERT_TRUE(s.running());
-    s.send(e2e::keys::alt_char('q'));
-    answer(s, "Save changes?", "No");
+    answer(s, "Save changes?", "Yes");
+    ASSERT_TRUE(s.wait_text("┤ Save As ├"));
+    s.send("b.txt");
+    ASSERT_TRUE(s.wait_text("b.txt"));
+    s.send(e2e::keys::tab);
+    s.send(e2e::keys::enter);
     ASSERT_TRUE(s.wait_exit());
     EXPECT_EQ(s.exit_status(), e2e::ExitStatus::exited(0));
+    EXPECT_EQ(read_file(home.path() / "b.txt"), "new");
 }
 
 TEST(EditorFiles, CopyCutAndPasteUseTheInternalClipboardAndSendOsc52AndTheNinthWindowIsRefused) {
@@ -241,4 +245,30 @@ TEST(EditorFiles, NoltSourceIsColouredAndAnUnknownLanguageStaysPlain) {
         EXPECT_EQ(s.cell(2, at + 13).fg, nolt ? comment : fg) << name;
         quit(s);
     }
+}
+
+TEST(EditorFiles, TheOpenRequesterListsTheFolderEntersDirectoriesAndOpensAFile) {
+    e2e::TempDir home;
+    e2e::write_file(home.path() / "src" / "main.nolt", "fn main()\nend\n");
+    e2e::write_file(home.path() / "b.txt", "B");
+    e2e::Session s(NOLTIDE_BIN, at80({}).with_home(home.path()));
+    ASSERT_TRUE(wait_status(s, "ready"));
+    s.send(ctrl('o'));
+    ASSERT_TRUE(s.wait_text("\u2524 Open \u251c"));
+    ASSERT_TRUE(s.wait_text("\u2502 ../"));
+    EXPECT_TRUE(s.wait_text("\u25b8 src"));
+    EXPECT_TRUE(s.wait_text("b.txt"));
+    s.send(e2e::keys::esc);
+    ASSERT_TRUE(s.wait_for([&] { return s.screen().find("\u2524 Open \u251c") == std::string::npos; }));
+    s.send(ctrl('o'));
+    ASSERT_TRUE(s.wait_text("\u2524 Open \u251c"));
+    s.send("src");
+    s.send(e2e::keys::tab);
+    s.send(e2e::keys::enter);  // OK on a directory's name enters it
+    ASSERT_TRUE(s.wait_text("main.nolt"));
+    s.send(e2e::keys::backtab);
+    s.send("main.nolt");
+    s.send(e2e::keys::tab);
+    s.send(e2e::keys::enter);
+    ASSERT_TRUE(s.wait_text("\u2502 1 fn main()"));
 }
