@@ -220,7 +220,14 @@ void hand_on(nolt_protected* header, nolt_lock_parts* parts) {
     nolt_platform_condvar_broadcast(parts->condition);
 }
 
-void unlock_mutex(void* mutex) { nolt_platform_mutex_unlock((nolt_platform_mutex*)mutex); }
+// A process cancelled while it waits for a lock withdraws a writer's claim, which the other
+// waiting writers make again when they wake, and releases the mutex.
+void lock_cancelled(void* argument) {
+    auto* header = (nolt_protected*)argument;
+    header->exclusive_pending = 0;
+    nolt_platform_condvar_broadcast(header->lock_parts->condition);
+    nolt_platform_mutex_unlock(header->lock_parts->mutex);
+}
 
 struct AwaitWait {
     nolt_protected* header;
@@ -513,7 +520,7 @@ void nolt_objects_lock(void* object, bool exclusive) {
     nolt_platform_mutex_lock(parts->mutex);
     // An exclusive holder that asks again, either way, goes deeper into its own hold.
     bool owned = header->exclusive_owner == self;
-    pthread_cleanup_push(unlock_mutex, parts->mutex);
+    pthread_cleanup_push(lock_cancelled, header);
     if (owned) {
         header->exclusive_depth++;
     } else if (exclusive) {

@@ -110,6 +110,8 @@ TEST(Objects, LocksAndConditionsHandOverBetweenProcesses) {
     boot();
     Root<Shared> shared = make_shared_object();
     int32_t holders = nolt_objects_exclusive_holder_count();
+    torn_reads = 0;
+    consumed_sum = 0;
     std::vector<nolt_process*> processes;
     for (int i = 0; i < 3; i++) processes.push_back(nolt_objects_create_process(writer, 1, false, shared.get()));
     for (int i = 0; i < 2; i++) processes.push_back(nolt_objects_create_process(reader, 1, false, shared.get()));
@@ -128,6 +130,17 @@ TEST(Objects, LocksAndConditionsHandOverBetweenProcesses) {
     EXPECT_EQ(shared->header.shared_count, 0);
     EXPECT_EQ(nolt_objects_exclusive_holder_count(), holders);
     EXPECT_EQ(nolt_objects_process_count(), 1);
+
+    // A process cancelled while it waits for the lock leaves the lock working.
+    nolt_objects_lock(shared.get(), true);
+    nolt_process* blocked = nolt_objects_create_process(writer, 1, false, shared.get());
+    ASSERT_TRUE(wait_for([] { return nolt_objects_get_waiting_count() == 1; }));
+    nolt_objects_cancel_process(blocked);
+    EXPECT_EQ(nolt_objects_process_count(), 1);
+    nolt_objects_unlock(shared.get());
+    nolt_objects_lock(shared.get(), false);
+    EXPECT_EQ(shared->header.shared_count, 1);
+    nolt_objects_unlock(shared.get());
     nolt_objects_cleanup_protected(&shared->header);
 }
 
@@ -141,6 +154,8 @@ TEST(Objects, AwaitEndsByATimeoutAndTimersFireInDeadlineOrder) {
     static std::atomic<bool> rung, gave_up;
     static Shared* target;
     target = shared.get();
+    rung = gave_up = false;
+    fired.clear();
     nolt_process* waiter = nolt_objects_create_process(
         [](void* object) {
             auto* s = (Shared*)object;
