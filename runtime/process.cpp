@@ -6,7 +6,6 @@
 #include <signal.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -190,14 +189,12 @@ int32_t nolt_process_run_capture(const char* file, char* const* argv) {
                          {err[0], &nolt_capture_stderr_buf, &nolt_capture_stderr_len}};
     char chunk[kChunk];
     bool reaped = false, wait_failed = false;
-    int raw = 0;
     for (;;) {
         bool open = streams[0].fd >= 0 || streams[1].fd >= 0;
         if (!reaped && !wait_failed) {
-            // With both pipes at end of file only the child is left: wait for it outright.
-            pid_t got;
-            do got = waitpid(pid, &raw, open ? WNOHANG : 0);
-            while (got < 0 && errno == EINTR);
+            // With both pipes at end of file only the child is left: wait for it outright. The
+            // wait that reaps it fills the record.
+            int32_t got = wait_and_record(pid, open);
             reaped = got == pid;
             wait_failed = got < 0;
         }
@@ -229,7 +226,6 @@ int32_t nolt_process_run_capture(const char* file, char* const* argv) {
         errno = ECHILD;
         return -1;
     }
-    record(pid, true, raw);
     if (!ensure_buffer(&nolt_capture_stdout_buf) || !ensure_buffer(&nolt_capture_stderr_buf)) {
         nolt_process_capture_free();
         errno = ENOMEM;

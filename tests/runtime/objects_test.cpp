@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -87,22 +86,11 @@ void consumer(void* object) {
     }
 }
 
-struct TestTimer {
-    nolt_timer timer;
-    int id;
-};
-std::mutex fired_mutex;
-std::vector<int> fired;
+nolt_timer timers[6];
+int fired[8];
+std::atomic<int> fired_count;  // written by the timeout thread alone
 
-void record_firing(nolt_timer* timer) {
-    std::lock_guard<std::mutex> hold(fired_mutex);
-    fired.push_back(((TestTimer*)timer)->id);
-}
-
-int fired_count() {
-    std::lock_guard<std::mutex> hold(fired_mutex);
-    return (int)fired.size();
-}
+void record_firing(nolt_timer* timer) { fired[fired_count.load()] = int(timer - timers), fired_count++; }
 
 }  // namespace
 
@@ -113,21 +101,15 @@ TEST(Objects, LocksAndConditionsHandOverBetweenProcesses) {
     torn_reads = 0;
     consumed_sum = 0;
     std::vector<nolt_process*> processes;
-    for (int i = 0; i < 3; i++) processes.push_back(nolt_objects_create_process(writer, 1, false, shared.get()));
-    for (int i = 0; i < 2; i++) processes.push_back(nolt_objects_create_process(reader, 1, false, shared.get()));
-    for (int i = 0; i < 2; i++) processes.push_back(nolt_objects_create_process(producer, 1, false, shared.get()));
-    for (int i = 0; i < 2; i++) processes.push_back(nolt_objects_create_process(consumer, 1, false, shared.get()));
+    for (auto body : {writer, writer, writer, reader, reader, producer, producer, consumer, consumer})
+        processes.push_back(nolt_objects_create_process(body, 1, false, shared.get()));
     for (nolt_process* p : processes) ASSERT_NE(p, nullptr);
-    EXPECT_GE(nolt_objects_process_count(), 2);
     for (nolt_process* p : processes) nolt_objects_join_process(p);
 
-    EXPECT_EQ(shared->a, 3 * kRounds);
-    EXPECT_EQ(shared->b, 3 * kRounds);
+    EXPECT_TRUE(shared->a == 3 * kRounds && shared->b == 3 * kRounds) << shared->a << " " << shared->b;
     EXPECT_EQ(torn_reads.load(), 0);
-    EXPECT_EQ(shared->count, 0);
     EXPECT_EQ(consumed_sum.load(), 2 * (int64_t)kItems * (kItems + 1) / 2);
-    EXPECT_EQ(shared->header.exclusive_owner, nullptr);
-    EXPECT_EQ(shared->header.shared_count, 0);
+    EXPECT_TRUE(shared->count == 0 && !shared->header.exclusive_owner && shared->header.shared_count == 0);
     EXPECT_EQ(nolt_objects_exclusive_holder_count(), holders);
     EXPECT_EQ(nolt_objects_process_count(), 1);
 
@@ -146,65 +128,42 @@ TEST(Objects, LocksAndConditionsHandOverBetweenProcesses) {
 
 TEST(Objects, AwaitEndsByATimeoutAndTimersFireInDeadlineOrder) {
     boot();
-    // The waiter's condition is "data or time-out"; the timer sets the flag and wakes a helper,
-    // whose lock and unlock hand the object on, which tests the condition again.
+    // The waiter's condition is "data or time-out". The timer sets the flag; a helper that sees it
+    // locks and unlocks, and that hand-over tests the condition again.
     Root<Shared> shared = make_shared_object();
-    static nolt_platform_mutex* wake_mutex = nolt_platform_mutex_create();
-    static nolt_platform_condvar* wake = nolt_platform_condvar_create();
-    static std::atomic<bool> rung, gave_up;
     static Shared* target;
     target = shared.get();
-    rung = gave_up = false;
-    fired.clear();
-    nolt_process* waiter = nolt_objects_create_process(
-        [](void* object) {
-            auto* s = (Shared*)object;
-            nolt_objects_lock(s, true);
-            nolt_objects_await([](void* o) { return ((Shared*)o)->count > 0 || ((Shared*)o)->flag.load(); }, s, s);
-            gave_up = s->count == 0;
-            nolt_objects_unlock(s);
-        },
-        1, false, shared.get());
-    nolt_process* helper = nolt_objects_create_process(
-        [](void*) {
-            nolt_platform_mutex_lock(wake_mutex);
-            while (!rung) nolt_platform_condvar_wait(wake, wake_mutex);
-            nolt_platform_mutex_unlock(wake_mutex);
-            nolt_objects_lock(target, true);
-            nolt_objects_unlock(target);
-        },
-        1, false, nullptr);
-    ASSERT_TRUE(wait_for([] { return nolt_objects_get_waiting_count() >= 1; }));
+    fired_count = 0;
+    auto waiter = [](void* object) {
+        auto* s = (Shared*)object;
+        nolt_objects_lock(s, true);
+        nolt_objects_await([](void* o) { return ((Shared*)o)->count > 0 || ((Shared*)o)->flag.load(); }, s, s);
+        s->a = 1;
+        nolt_objects_unlock(s);
+    };
+    auto helper = [](void* object) {
+        while (!((Shared*)object)->flag) nolt_objects_sleep(1);
+        nolt_objects_lock(object, true);
+        nolt_objects_unlock(object);
+    };
+    nolt_process* processes[] = {nolt_objects_create_process(waiter, 1, false, shared.get()),
+                                 nolt_objects_create_process(helper, 1, false, shared.get())};
+    ASSERT_TRUE(wait_for([] { return nolt_objects_get_waiting_count() == 1; }));
     nolt_timer* timeout = nolt_objects_create_timer();
-    nolt_objects_set_timeout(
-        timeout,
-        [](nolt_timer*) {
-            target->flag = true;
-            nolt_platform_mutex_lock(wake_mutex);
-            rung = true;
-            nolt_platform_condvar_signal(wake);
-            nolt_platform_mutex_unlock(wake_mutex);
-        },
-        30);
-    nolt_objects_join_process(helper);
-    nolt_objects_join_process(waiter);
-    EXPECT_TRUE(gave_up.load());
+    nolt_objects_set_timeout(timeout, [](nolt_timer*) { target->flag = true; }, 30);
+    for (nolt_process* p : processes) nolt_objects_join_process(p);
+    EXPECT_TRUE(shared->a == 1 && shared->count == 0);
     nolt_objects_free_timer(timeout);
     nolt_objects_cleanup_protected(&shared->header);
 
     // Armed out of order, re-armed and cancelled: the rest fire by deadline.
-    TestTimer timers[6];
     const int delays[6] = {120, 40, 100, 60, 0, 80};
-    for (int i = 0; i < 6; i++) {
-        timers[i] = {{}, i};
-        nolt_objects_set_timeout(&timers[i].timer, record_firing, delays[i]);
-    }
-    nolt_objects_set_timeout(&timers[1].timer, record_firing, 140);  // moves behind all
-    nolt_objects_cancel_timeout(&timers[3].timer);
-    ASSERT_TRUE(wait_for([] { return fired_count() == 5; }));
+    for (int i = 0; i < 6; i++) nolt_objects_set_timeout(&timers[i], record_firing, delays[i]);
+    nolt_objects_set_timeout(&timers[1], record_firing, 140);  // moves behind all
+    nolt_objects_cancel_timeout(&timers[3]);
+    ASSERT_TRUE(wait_for([] { return fired_count == 5; }));
     nolt_platform_sleep_us(100000);
-    std::lock_guard<std::mutex> hold(fired_mutex);
-    EXPECT_EQ(fired, (std::vector<int>{4, 5, 2, 0, 1}));
+    EXPECT_EQ(std::vector<int>(fired, fired + fired_count), (std::vector<int>{4, 5, 2, 0, 1}));
 }
 
 TEST(Objects, DiagnosticsNameWhatIsInconsistent) {
@@ -255,57 +214,42 @@ TEST(Objects, DiagnosticsNameWhatIsInconsistent) {
     nolt_objects_cleanup_protected(&shared->header);
 
     EXPECT_DEATH(std::thread([&] { nolt_objects_lock(shared.get(), true); }).join(),
-                 "FATAL ERROR: nolt_objects_lock\\(\\) called from non-process context!\n"
-                 "  Lock operations require Active Object process context.\n"
-                 "  Use nolt_objects_create_process\\(\\), NOT pthread_create\\(\\).\n"
+                 "FATAL ERROR: nolt_objects_lock\\(\\) called from non-process context!\n.*\n.*\n"
                  "  Object: 0x[0-9a-f]+, Exclusive: true");
-    EXPECT_DEATH(std::thread([&] { nolt_objects_unlock(shared.get()); }).join(),
-                 "FATAL ERROR: nolt_objects_unlock\\(\\) called from non-process context!");
 }
+
+#define EXPECT_HARNESS_DEATH(body, text) EXPECT_DEATH({ nolt_owner_harness_enable(); body; }, "OWNER-HARNESS: " text)
 
 TEST(Objects, OwnerHarnessRefusesAccessFromElsewhere) {
     boot();
-    Root<Shared> mine = make_shared_object();
-    auto enabled = [](auto body) {
-        return [body] {
-            nolt_owner_harness_enable();
-            body();
-        };
-    };
-    // Stamped once the harness is on, by this thread outside any active object.
-    EXPECT_DEATH(enabled([] {
-                     Root<Shared> fresh = make_shared_object();
-                     nolt_owner_probe_read(fresh.get());
-                     nolt_owner_probe_write(fresh.get());
-                     std::thread([&] { nolt_owner_probe_read(fresh.get()); }).join();
-                 })(),
-                 "OWNER-HARNESS: read: object owned by a different thread");
-    EXPECT_DEATH(enabled([&] { nolt_owner_probe_read(mine.get()); })(),
-                 "OWNER-HARNESS: read: object has no owner stamp");
-    EXPECT_DEATH(enabled([] {
-                     Root<Shared> ao = make_shared_object(), other = make_shared_object();
-                     nolt_owner_enter_ao(ao.get(), false);
-                     Root<Shared> inside = make_shared_object();
-                     nolt_owner_probe_read(inside.get());
-                     nolt_owner_leave_ao(ao.get());
-                     nolt_owner_enter_ao(other.get(), true);
-                     nolt_owner_probe_write(inside.get());
-                 })(),
-                 "OWNER-HARNESS: write: object owned by a different Active Object");
-    EXPECT_DEATH(enabled([] {
-                     Root<Shared> ao = make_shared_object();
-                     nolt_owner_enter_ao(ao.get(), true);
-                     Root<Shared> inside = make_shared_object();
-                     nolt_owner_leave_ao(ao.get());
-                     nolt_owner_probe_read(inside.get());
-                 })(),
-                 "OWNER-HARNESS: read: object owned by an Active Object, current context is a thread");
-    EXPECT_DEATH(enabled([] {
-                     for (int i = 0; i < 33; i++) nolt_owner_enter_ao(nullptr, false);
-                 })(),
-                 "OWNER-HARNESS: AO context stack overflow");
-    EXPECT_DEATH(enabled([&] { nolt_owner_leave_ao(mine.get()); })(), "OWNER-HARNESS: AO context stack mismatch on leave");
-    // Off, nothing is checked.
-    nolt_owner_probe_write(mine.get());
-    nolt_owner_leave_ao(mine.get());
+    Root<Shared> old = make_shared_object(), ao = make_shared_object(), other = make_shared_object();
+    EXPECT_HARNESS_DEATH(nolt_owner_probe_read(old.get()), "read: object has no owner stamp");
+    EXPECT_HARNESS_DEATH(
+        {
+            Root<Shared> mine = make_shared_object();  // stamped by this thread outside any active object
+            nolt_owner_probe_write(mine.get());
+            std::thread([&] { nolt_owner_probe_read(mine.get()); }).join();
+        },
+        "read: object owned by a different thread");
+    EXPECT_HARNESS_DEATH(
+        {
+            nolt_owner_enter_ao(ao.get(), false);
+            Root<Shared> inside = make_shared_object();
+            nolt_owner_probe_read(inside.get());
+            nolt_owner_leave_ao(ao.get());
+            nolt_owner_enter_ao(other.get(), true);
+            nolt_owner_probe_write(inside.get());
+        },
+        "write: object owned by a different Active Object");
+    EXPECT_HARNESS_DEATH(
+        {
+            nolt_owner_enter_ao(ao.get(), true);
+            Root<Shared> inside = make_shared_object();
+            nolt_owner_leave_ao(ao.get());
+            nolt_owner_probe_read(inside.get());
+        },
+        "read: object owned by an Active Object, current context is a thread");
+    EXPECT_HARNESS_DEATH(nolt_owner_leave_ao(ao.get()), "AO context stack mismatch on leave");
+    nolt_owner_probe_write(old.get());  // off, nothing is checked
+    nolt_owner_leave_ao(old.get());
 }

@@ -5,50 +5,32 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <string>
-
-namespace {
-
-std::string read_all(int fd) {
-    std::string all;
-    char chunk[256];
-    for (ssize_t n; (n = read(fd, chunk, sizeof chunk)) > 0;) all.append(chunk, (size_t)n);
-    return all;
-}
-
-}  // namespace
+#include <vector>
 
 TEST(Process, StatusWordsAndTheRecordOfTheLastWait) {
-    struct {
-        int32_t raw, exited, code, signaled, signal, core;
-    } cases[] = {{0, 1, 0, 0, 0, 0},       {3 << 8, 1, 3, 0, 0, 0}, {9, 0, -1, 1, 9, 0},
-                 {0x80 | 11, 0, -1, 1, 11, 1}, {0x137f, 0, -1, 0, 0, 0}};  // the last: stopped
+    // exited, code, signaled, signal, core; the last word is a stopped child's
+    const int32_t cases[][6] = {{3 << 8, 1, 3, 0, 0, 0}, {9, 0, -1, 1, 9, 0}, {0x80 | 11, 0, -1, 1, 11, 1},
+                                {0x137f, 0, -1, 0, 0, 0}};
     for (auto& c : cases) {
-        EXPECT_EQ(nolt_wstatus_exited(c.raw), c.exited) << c.raw;
-        EXPECT_EQ(nolt_wstatus_exit_code(c.raw), c.code) << c.raw;
-        EXPECT_EQ(nolt_wstatus_signaled(c.raw), c.signaled) << c.raw;
-        EXPECT_EQ(nolt_wstatus_term_signal(c.raw), c.signal) << c.raw;
-        EXPECT_EQ(nolt_wstatus_core_dumped(c.raw), c.core) << c.raw;
+        const int32_t got[] = {nolt_wstatus_exited(c[0]), nolt_wstatus_exit_code(c[0]), nolt_wstatus_signaled(c[0]),
+                               nolt_wstatus_term_signal(c[0]), nolt_wstatus_core_dumped(c[0])};
+        EXPECT_EQ(std::vector<int32_t>(got, got + 5), std::vector<int32_t>(c + 1, c + 6)) << c[0];
     }
 
     pid_t pid = nolt_process_spawn_shell("kill -TERM $$");
     ASSERT_GT(pid, 0);
     EXPECT_EQ(nolt_process_wait(pid), -1);
-    EXPECT_EQ(nolt_process_was_signaled(), 1);
-    EXPECT_EQ(nolt_process_get_signal(), 15);
-    EXPECT_EQ(nolt_last_process.pid, pid);
-
-    EXPECT_EQ(nolt_process_waitpid(pid, false), -ECHILD);  // already reaped
+    EXPECT_TRUE(nolt_process_was_signaled() == 1 && nolt_process_get_signal() == 15 && nolt_last_process.pid == pid);
+    EXPECT_EQ(nolt_process_waitpid(pid, false), -ECHILD);  // already reaped: a failed wait is recorded too
     EXPECT_TRUE(nolt_last_process.pid == pid && nolt_process_get_exit_code() == -1 &&
                 nolt_process_last_raw_status() == 0 && nolt_process_was_signaled() == 0);
     errno = 0;
     EXPECT_EQ(nolt_process_wait(0), -1);
     EXPECT_EQ(errno, EINVAL);
-    EXPECT_EQ(nolt_process_try_wait(-4), -1);
 
     pid = nolt_process_spawn_shell("exec sleep 5");
     ASSERT_GT(pid, 0);
-    EXPECT_EQ(nolt_process_try_wait(pid), 0);  // still asleep
+    EXPECT_EQ(nolt_process_try_wait(pid), 0);
     EXPECT_EQ(nolt_process_kill(pid, 9), 0);
     EXPECT_EQ(nolt_process_wait_any(), pid);
     EXPECT_EQ(nolt_process_wait_any_nohang(), -1);
@@ -65,8 +47,7 @@ TEST(Process, SpawnMovesTheGivenDescriptorsOntoTheStandardStreams) {
     // One descriptor serves as stdout and stderr; a null text in the block stands as "".
     char* strings[] = {(char*)"sh", (char*)"-c", (char*)"cat; echo err >&2; echo \"[$1]\"", (char*)"sh", nullptr};
     char** argv = nolt_string_array_create(strings, 5);
-    ASSERT_NE(argv, nullptr);
-    EXPECT_EQ(argv[5], nullptr);
+    ASSERT_TRUE(argv && argv[5] == nullptr);
     pid_t pid = nolt_process_spawn_argv_fds("sh", argv, nullptr, in[0], out[1], out[1]);
     nolt_string_array_free(argv);
     ASSERT_GT(pid, 0);
@@ -74,12 +55,11 @@ TEST(Process, SpawnMovesTheGivenDescriptorsOntoTheStandardStreams) {
     close(out[1]);
     ASSERT_EQ(write(in[1], "piped\n", 6), 6);
     close(in[1]);
-    EXPECT_EQ(read_all(out[0]), "piped\nerr\n[]\n");
+    char all[64] = {};
+    size_t n = 0;
+    for (ssize_t got; (got = read(out[0], all + n, sizeof all - 1 - n)) > 0;) n += (size_t)got;
+    EXPECT_STREQ(all, "piped\nerr\n[]\n");
     close(out[0]);
     EXPECT_EQ(nolt_process_wait(pid), 0);
-
     EXPECT_EQ(nolt_string_array_create(strings, -1), nullptr);
-    nolt_process_capture_free();
-    EXPECT_STREQ(nolt_process_capture_stdout(), "");
-    EXPECT_EQ(nolt_process_capture_stderr_len(), 0);
 }
