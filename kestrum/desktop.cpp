@@ -707,9 +707,8 @@ void Application::redraw() {
 }
 
 void Application::drain_keys_desktop(bool flush) {
-    Root<KeyDecoder> dec(decoder);
     Root<runtime::Array<Event>> out(events);
-    int32_t count = flush ? decoder_flush_events(dec, out, KEY_CAP) : decoder_poll_events(dec, out, KEY_CAP);
+    int32_t count = take_events(flush);
     for (int32_t i = 0; i < count; i++) {
         Event ev = out[i];
         dispatch_to_desktop(ev);
@@ -747,13 +746,22 @@ void Application::yield_resume_views() {
     walk_views([](const Root<View>& view) { view->yield_resume(); });
 }
 
-void Application::poll_input_desktop() {
-    if (!is_open || !running) return;
+bool Application::wait_for_input() {
     stdlib::poll_clear();
     int32_t slot = stdlib::poll_add(term->in_fd, stdlib::POLLIN());
     collect_poll_fds();
-    int32_t n = stdlib::poll_wait(POLL_TIMEOUT_MS);
-    if (n > 0 && stdlib::poll_readable(slot)) {
+    return stdlib::poll_wait(POLL_TIMEOUT_MS) > 0 && stdlib::poll_readable(slot);
+}
+
+int32_t Application::take_events(bool flush) {
+    Root<KeyDecoder> dec(decoder);
+    Root<runtime::Array<Event>> out(events);
+    return flush ? decoder_flush_events(dec, out, KEY_CAP) : decoder_poll_events(dec, out, KEY_CAP);
+}
+
+void Application::poll_input_desktop() {
+    if (!is_open || !running) return;
+    if (wait_for_input()) {
         read_feed();
         drain_keys_desktop(false);
         for (int32_t pass = 0; pass < 8 && running; pass++) {
@@ -781,9 +789,8 @@ int32_t Application::dispatch_modal_event(const Event& ev) {
 }
 
 void Application::drain_keys_modal(bool flush, const Root<runtime::Array<int32_t>>& out) {
-    Root<KeyDecoder> dec(decoder);
     Root<runtime::Array<Event>> evs(events);
-    int32_t count = flush ? decoder_flush_events(dec, evs, KEY_CAP) : decoder_poll_events(dec, evs, KEY_CAP);
+    int32_t count = take_events(flush);
     for (int32_t i = 0; i < count; i++) {
         Event ev = evs[i];
         int32_t cmd = dispatch_modal_event(ev);
@@ -797,18 +804,12 @@ int32_t Application::modal_poll() {
     check_hangup_signal();
     if (!(is_open && running && modal_count > 0)) return CMD_NONE;
     Root<runtime::Array<int32_t>> out = runtime::Array<int32_t>::make(1);
-    stdlib::poll_clear();
-    int32_t slot = stdlib::poll_add(term->in_fd, stdlib::POLLIN());
-    collect_poll_fds();
-    int32_t n = stdlib::poll_wait(POLL_TIMEOUT_MS);
-    if (n > 0 && stdlib::poll_readable(slot)) {
+    if (wait_for_input()) {
         read_feed();
         drain_keys_modal(false, out);
     } else {
         if (decoder->len > 0) drain_keys_modal(true, out);
-        int32_t w = term->width, h = term->height;
-        term_refresh_size(Root<Term>(term));
-        if (w != term->width || h != term->height) rebuild_buffers();
+        check_resize();
     }
     drain_pollable_views();
     if (out[0] == CMD_NONE) dirty = true;

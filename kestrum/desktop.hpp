@@ -203,6 +203,10 @@ private:
     template <class Visit>
     void walk_views(Visit visit);
     void open_buffers();
+    // The loop's one poll, on the terminal and the views' descriptors: true if the terminal has input.
+    bool wait_for_input();
+    // Events from the decoder into `events`; with `flush`, what it holds back is forced out.
+    int32_t take_events(bool flush);
 };
 
 // OK, Cancel, Yes, No, Close, Quit and every application command (100 and above) end a modal.
