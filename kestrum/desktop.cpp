@@ -853,25 +853,16 @@ void Application::open_buffers() {
 
 bool Application::open() {
     if (is_open) return true;
-    TermResult opened = term_open(term_config());
-    if (is_err(opened)) return false;
-    term = unwrap(opened);
-    is_open = running = true;
+    if (!resume()) return false;
+    running = true;
+    hangup = false;
     stdlib::signal_init();
     stdlib::signal_handle(stdlib::SIGHUP());
-    hangup = false;
-    dirty = true;
-    command = CMD_NONE;
-    decoder_clear(Root<KeyDecoder>(decoder));
-    open_buffers();
     return true;
 }
 
 void Application::close() {
-    if (is_open) {
-        term_close(Root<Term>(term));
-        is_open = false;
-    }
+    suspend();
     running = false;
 }
 
