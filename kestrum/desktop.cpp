@@ -844,7 +844,10 @@ int32_t Application::message_box(const string& title, const string& text, Messag
     return modal_run();
 }
 
-void Application::open_buffers() {
+void Application::reopen_screen() {
+    dirty = true;
+    command = CMD_NONE;
+    decoder_clear(Root<KeyDecoder>(decoder));
     rebuild_buffers();
     cellbuf_clear(Root<CellBuffer>(frame), theme->desktop_style);
     cellbuf_clear(Root<CellBuffer>(shown), style_default());
@@ -853,11 +856,15 @@ void Application::open_buffers() {
 
 bool Application::open() {
     if (is_open) return true;
-    if (!resume()) return false;
-    running = true;
-    hangup = false;
+    TermResult opened = term_open(term_config());
+    if (is_err(opened)) return false;
+    term = unwrap(opened);
+    is_open = running = true;
+    // The hang-up handler is in place before the first frame shows.
     stdlib::signal_init();
     stdlib::signal_handle(stdlib::SIGHUP());
+    hangup = false;
+    reopen_screen();
     return true;
 }
 
@@ -878,10 +885,7 @@ bool Application::resume() {
     if (is_err(opened)) return false;
     term = unwrap(opened);
     is_open = true;
-    dirty = true;
-    command = CMD_NONE;
-    decoder_clear(Root<KeyDecoder>(decoder));
-    open_buffers();
+    reopen_screen();
     return true;
 }
 

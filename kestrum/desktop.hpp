@@ -202,7 +202,8 @@ private:
     // Calls `visit` on every view of the desktop's tree, then of each modal's, depth first.
     template <class Visit>
     void walk_views(Visit visit);
-    void open_buffers();
+    // A fresh terminal: no pending command or input, buffers at its size, the frame sent whole.
+    void reopen_screen();
     // The loop's one poll, on the terminal and the views' descriptors: true if the terminal has input.
     bool wait_for_input();
     // Events from the decoder into `events`; with `flush`, what it holds back is forced out.
