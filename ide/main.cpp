@@ -6,6 +6,7 @@
 #include "ide/editor.hpp"
 #include "ide/endblock.hpp"
 #include "ide/file_tree.hpp"
+#include "ide/flows.hpp"
 #include "ide/project.hpp"
 #include "ide/project_settings.hpp"
 #include "ide/roster.hpp"
@@ -134,23 +135,32 @@ void refresh_auto_end_menu(const Root<MenuBar>& bar) {
     kestrum::menu_set(edit, 5, row);
 }
 
-// The path given on the command line: a directory or a missing file is refused in a box; a
-// project file is left to the project commands.
-void open_start_path(const Root<Application>& app, const string& path) {
-    if (stdlib::is_empty(path)) return;
-    if (stdlib::is_directory(path)) {
+// The path given on the command line: a directory or a missing file is refused in a box, a project
+// file opens its project. With no path, the project of the working directory or the last one used.
+Root<ide::Project> open_start_path(const Root<Application>& app, const string& path) {
+    Root<ide::Project> project = ide::empty_project();
+    if (stdlib::is_empty(path)) {
+        string toml = ide::cwd_toml_path();
+        if (stdlib::is_empty(toml)) {
+            string last = ide::load_last_root(ide::session_file_path());
+            if (!stdlib::is_empty(last)) toml = ide::resolve_toml_path(last);
+        }
+        if (!stdlib::is_empty(toml)) project = ide::open_project_with_session(app, toml, project, true);
+        if (!ide::is_open(project)) app->set_status("ready"_t);
+    } else if (stdlib::is_directory(path)) {
         app->set_status("ready"_t);
         box_ok(app, "Open"_t, stdlib::concat("Cannot open a directory: "_t, path));
     } else if (ide::is_nolt_source(path)) {
         ide::add_edit(app, path);
     } else if (ide::is_nolt_toml_arg(path)) {
-        // projects open through their own commands
+        project = ide::open_project_with_session(app, ide::resolve_toml_path(path), project, false);
     } else if (stdlib::fileExists(path)) {
         ide::add_edit(app, path);
     } else {
         app->set_status("ready"_t);
         box_ok(app, "Open"_t, stdlib::concat("Not found: "_t, path));
     }
+    return project;
 }
 
 // Copy and Cut fill the clipboard that Paste reads, and send the same text to the terminal.
@@ -160,7 +170,8 @@ void copy_selection(const Root<Application>& app, string& clip) {
 }
 
 // Carries out one command of the loop. `clip` is the text that Paste inserts.
-void run_command(const Root<Application>& app, const Root<MenuBar>& bar, string& clip, int32_t cmd) {
+void run_command(const Root<Application>& app, const Root<MenuBar>& bar, Root<ide::Project>& project, string& clip,
+                 int32_t cmd) {
     using namespace ide;
     bool has_edit = active_edit(app);
     if (cmd == CMD_NEW) {
@@ -170,12 +181,28 @@ void run_command(const Root<Application>& app, const Root<MenuBar>& bar, string&
         if (stdlib::is_empty(path)) return;
         if (stdlib::is_directory(path)) box_ok(app, "Open"_t, "Cannot open a directory"_t);
         else add_edit(app, path);
+    } else if (cmd == CMD_OPEN_PROJECT) {
+        project = do_open_project(app, project);
     } else if (cmd == CMD_CLOSE_PROJECT) {
-        box_ok(app, "Close Project"_t, "No project is open"_t);
+        project = do_close_project(app, project);
     } else if (cmd == CMD_PROJECT_SETTINGS) {
         box_ok(app, "Project Settings"_t, "No project is open"_t);
     } else if (cmd == CMD_FILE_TREE) {
-        box_ok(app, "File Tree"_t, "No project is open"_t);
+        if (!is_open(project)) {
+            box_ok(app, "File Tree"_t, "No project is open"_t);
+            return;
+        }
+        ensure_file_tree(app, project);
+        app->set_status("file tree"_t);
+    } else if (cmd == CMD_OPEN_TREE_FILE) {
+        int32_t idx = find_file_tree_idx(app);
+        if (idx < 0) return;
+        string path = Root<FileTreeWin>(static_cast<FileTreeWin*>(app->window_at(idx).get()))->take_pending_path();
+        if (!stdlib::is_empty(path)) add_edit(app, path);
+    } else if (cmd == CMD_REFRESH_TREE) {
+        if (!is_open(project)) return;
+        ensure_file_tree(app, project);
+        app->set_status("file tree refreshed"_t);
     } else if (cmd == CMD_SAVE) {
         if (has_edit) save_edit(app, take_edit(app));
     } else if (cmd == CMD_SAVE_AS) {
@@ -196,6 +223,10 @@ void run_command(const Root<Application>& app, const Root<MenuBar>& bar, string&
         if (has_edit && !stdlib::is_empty(clip)) take_edit(app)->paste(clip);
     } else if (cmd == CMD_SELECT_ALL) {
         if (has_edit) take_edit(app)->select_all();
+    } else if (cmd == CMD_BUILD) {
+        do_build(app, project);
+    } else if (cmd == CMD_RUN) {
+        do_run(app, project);
     } else if (cmd == CMD_TOGGLE_AUTO_END) {
         bool on = toggle();
         refresh_auto_end_menu(bar);
@@ -206,7 +237,9 @@ void run_command(const Root<Application>& app, const Root<MenuBar>& bar, string&
     } else if (cmd == CMD_EDIT_CLOSE) {
         confirm_close_edit(app, find_active_edit(app));
     } else if (cmd == kestrum::CMD_QUIT) {
-        if (confirm_quit(app)) app->quit();
+        if (!confirm_quit(app)) return;
+        persist_session(app, project);
+        app->quit();
     }
 }
 
@@ -237,8 +270,7 @@ int32_t start_ui(const string& path) {
     }
     app->check_resize();
     string clip = stdlib::empty_string();
-    if (stdlib::is_empty(path)) app->set_status("ready"_t);
-    else open_start_path(app, path);
+    Root<ide::Project> project = open_start_path(app, path);
     while (true) {
         if (!app->running) {
             app->close();
@@ -246,7 +278,7 @@ int32_t start_ui(const string& path) {
         }
         app->do_step();
         update_status(app);
-        run_command(app, bar, clip, app->take_command());
+        run_command(app, bar, project, clip, app->take_command());
     }
 }
 

@@ -1,5 +1,7 @@
 #include "ide/roster.hpp"
 
+#include "ide/file_tree.hpp"
+#include "ide/output_log.hpp"
 #include "kestrum/widgets/filereq.hpp"
 #include "kestrum/widgets/messagebox.hpp"
 #include "stdlib/io/dir.hpp"
@@ -113,6 +115,61 @@ bool confirm_quit(const Root<Application>& app) {
         if (answer == kestrum::CMD_YES && !save_edit(app, ed)) return false;
     }
     return true;
+}
+
+int32_t find_output_idx(const Root<Application>& app, const string& title) {
+    for (int32_t i = 0; i < app->window_count(); i++) {
+        Root<kestrum::Window> win = app->window_at(i);
+        if (runtime::is<OutputWin>(win) && stdlib::equals(string(win->title), title)) return i;
+    }
+    return -1;
+}
+
+int32_t find_file_tree_idx(const Root<Application>& app) {
+    for (int32_t i = 0; i < app->window_count(); i++)
+        if (runtime::is<FileTreeWin>(app->window_at(i))) return i;
+    return -1;
+}
+
+Rect default_file_tree_bounds(const Root<Application>& app) {
+    Rect area = app->desktop->content_rect();
+    int32_t w = 28 > area.w / 2 ? area.w / 3 : 28;
+    int32_t h = kestrum::min_int(kestrum::max_int(area.h - 1, 8), area.h);
+    return kestrum::rect(area.x, area.y, kestrum::max_int(w, 18), h);
+}
+
+void hide_file_tree(const Root<Application>& app) {
+    int32_t idx = find_file_tree_idx(app);
+    if (idx < 0) return;
+    app->desktop->close_window_at(idx);
+    app->set_dirty();
+}
+
+void ensure_file_tree(const Root<Application>& app, const Root<Project>& project) {
+    if (!is_open(project)) {
+        hide_file_tree(app);
+        return;
+    }
+    int32_t idx = find_file_tree_idx(app);
+    if (idx >= 0) {
+        Root<FileTreeWin> tree(static_cast<FileTreeWin*>(app->window_at(idx).get()));
+        tree->reload(project);
+        tree->layout_contents();
+        app->show_window_at(idx);
+        return;
+    }
+    if (app->desktop->visible_window_count() >= 8) return;
+    Root<FileTreeWin> tree = FileTreeWin::create();
+    tree->set_bounds(default_file_tree_bounds(app));
+    tree->layout_contents();
+    tree->reload(project);
+    app->add_window(tree);
+}
+
+void close_edits_silent(const Root<Application>& app) {
+    for (int32_t i = 0; i < app->window_count(); i++)
+        if (is_edit_at(app, i) && app->window_at(i)->visible) app->desktop->close_window_at(i);
+    app->set_dirty();
 }
 
 }  // namespace ide

@@ -2,6 +2,7 @@
 // save edit windows on it, with every prompt that goes with that.
 #pragma once
 #include "ide/editor.hpp"
+#include "ide/project.hpp"
 #include "kestrum/desktop.hpp"
 
 namespace ide {
@@ -27,5 +28,17 @@ bool save_edit(const Root<Application>& app, const Root<EditWin>& ed);
 bool confirm_close_edit(const Root<Application>& app, int32_t idx);
 // Asks about every dirty edit window, hidden ones too, in window order; true if the program may end.
 bool confirm_quit(const Root<Application>& app);
+
+// The first output window with this title, hidden ones included; -1 if none.
+int32_t find_output_idx(const Root<Application>& app, const string& title);
+// The file tree window, hidden or not; -1 if none.
+int32_t find_file_tree_idx(const Root<Application>& app);
+// A strip down the content area's left side.
+kestrum::Rect default_file_tree_bounds(const Root<Application>& app);
+void hide_file_tree(const Root<Application>& app);
+// Reloads and shows the project's tree, creating it if there is room; hides it without a project.
+void ensure_file_tree(const Root<Application>& app, const Root<Project>& project);
+// Closes every visible edit window without asking; their text stays in the hidden windows.
+void close_edits_silent(const Root<Application>& app);
 
 }  // namespace ide

@@ -1,0 +1,233 @@
+// Projects in the real binary: Build and Run with the stand-in compiler and with fake ones, the
+// output windows, and the file tree.
+#include <cstdlib>
+
+#include "ide_steps.hpp"
+
+using namespace e2e::steps;
+namespace fs = std::filesystem;
+
+namespace {
+
+// A project "demo" under `root`: its nolt.toml (with `build` appended to the [build] table) and
+// a good entry file.
+void write_project(const fs::path& root, const std::string& build = "") {
+    e2e::write_file(root / "nolt.toml", "[package]\nname = \"demo\"\n\n[build]\n" + build);
+    e2e::write_file(root / "src/main.nolt", "fn main()\n  print(\"hi\")\nend main\n");
+}
+
+// A fake compiler called noltc in `dir`: a shell script with this body.
+void write_fake_noltc(const fs::path& dir, const std::string& body) {
+    e2e::write_file(dir / "noltc", "#!/bin/sh\n" + body);
+    fs::permissions(dir / "noltc", fs::perms::owner_all);
+}
+
+e2e::Options in_project(const fs::path& root, const std::string& path_dirs) {
+    return e2e::Options()
+        .with_size(100, 40)
+        .with_args({"nolt.toml"})
+        .in_dir(root)
+        .with_env("PATH", path_dirs + ":/usr/bin:/bin");
+}
+
+std::string standin_dir() { return NOLTC_DIR; }
+
+// `lines` stand on consecutive rows, each starting in the same column.
+::testing::AssertionResult wait_lines(e2e::Session& s, const std::vector<std::string>& lines) {
+    return s.wait_for(
+        [&] {
+            for (int r = 0; r + (int)lines.size() <= s.rows(); r++) {
+                size_t col = s.row_text(r).find(lines[0]);
+                if (col == std::string::npos) continue;
+                bool all = true;
+                for (size_t i = 1; i < lines.size() && all; i++)
+                    all = s.row_text(r + (int)i).compare(col, lines[i].size(), lines[i]) == 0;
+                if (all) return true;
+            }
+            return false;
+        },
+        e2e::kDefaultTimeout, lines[0]);
+}
+
+::testing::AssertionResult wait_output(e2e::Session& s, const std::string& bytes) {
+    return s.wait_for([&] { return s.output().find(bytes) != std::string::npos; }, e2e::kDefaultTimeout, bytes);
+}
+
+// Opens the menu at `index` on the bar by F10 and chooses its row `row`.
+void menu(e2e::Session& s, int index, int row) {
+    std::string keys(e2e::keys::f10);
+    for (int i = 0; i < index; i++) keys += e2e::keys::right;
+    for (int i = 0; i < row; i++) keys += e2e::keys::down;
+    s.send(keys);
+    s.pump_for(std::chrono::milliseconds(60));
+    s.send(e2e::keys::enter);
+    s.pump_for(std::chrono::milliseconds(120));
+}
+void run_menu(e2e::Session& s) { menu(s, 2, 1); }
+void file_tree_menu(e2e::Session& s) { menu(s, 3, 1); }
+
+void build(e2e::Session& s) {
+    s.send(e2e::keys::f5);
+    s.pump_for(std::chrono::milliseconds(120));
+}
+
+}  // namespace
+
+TEST(ProjectBuild, FailedBuildsShowTheExactReportAppendAfterTheMarkerAndComeBackWhenClosed) {
+    e2e::TempDir root, bin;
+    write_project(root.path());
+    write_fake_noltc(bin.path(), "sleep 0.4\necho \"args: $*\"\necho 'src/main.nolt:2:3: error: boom' >&2\nexit 1\n");
+    e2e::Session s(NOLTIDE_BIN, in_project(root.path(), bin.path()));
+    ASSERT_TRUE(s.wait_text("noltide 0.1.0 \u2014 demo"));
+    ASSERT_TRUE(s.wait_text("noltide - " + (root.path() / "src/main.nolt").string()));
+    s.send(e2e::keys::f5);
+    EXPECT_TRUE(wait_status(s, "Building project demo \u2026"));
+    std::string out = (root.path() / "build/demo").string();
+    std::vector<std::string> report = {"=== Build ===",  "program: noltc",        "output:  " + out,
+                                       "exit:    1",     "--- stdout ---",        "args: build",
+                                       "--- stderr ---", "src/main.nolt:2:3: error: boom"};
+    ASSERT_TRUE(wait_lines(s, report));
+    EXPECT_TRUE(s.wait_text("noltide - Build"));
+    EXPECT_TRUE(wait_status(s, "Build exit 1"));
+
+    // The second report follows an empty line and the marker.
+    build(s);
+    ASSERT_TRUE(wait_lines(s, {"src/main.nolt:2:3: error: boom", "", "--- Build ---", "=== Build ==="}));
+
+    // Closed by Escape, the window comes back with its text and the next report below.
+    s.send(e2e::keys::esc);
+    ASSERT_TRUE(s.wait_for([&] { return s.screen().find("noltide - Build") == std::string::npos; }));
+    build(s);
+    ASSERT_TRUE(s.wait_text("noltide - Build"));
+    EXPECT_TRUE(s.wait_for([&] {
+        std::string screen = s.screen();
+        size_t first = screen.find("--- Build ---");
+        return first != std::string::npos && screen.find("--- Build ---", first + 1) != std::string::npos;
+    }));
+
+    // A compiler killed by a signal, and none on PATH at all.
+    write_fake_noltc(bin.path(), "kill -9 $$\n");
+    build(s);
+    EXPECT_TRUE(wait_lines(s, {"exit:    signal 9", "--- stdout ---", "(empty)", "--- stderr ---", "(empty)"}));
+    EXPECT_TRUE(wait_status(s, "Build exit signal 9"));
+    fs::remove(bin.path() / "noltc");
+    build(s);
+    EXPECT_TRUE(wait_lines(s, {"exit:    127"}));
+    EXPECT_TRUE(wait_status(s, "Build exit 127"));
+    quit(s);
+}
+
+TEST(ProjectBuild, TheStandInBuildsTheProjectAndRunShowsWhatTheProgramPrinted) {
+    e2e::TempDir root;
+    write_project(root.path());
+    e2e::Session s(NOLTIDE_BIN, in_project(root.path(), standin_dir()));
+    ASSERT_TRUE(s.wait_text("noltide 0.1.0 \u2014 demo"));
+    build(s);
+    std::string out = (root.path() / "build/demo").string();
+    ASSERT_TRUE(wait_lines(s, {"=== Build ===", "program: noltc", "output:  " + out, "exit:    0"}));
+    EXPECT_TRUE(wait_status(s, "Build OK \u2192 " + out));
+    ASSERT_TRUE(fs::exists(out));
+
+    run_menu(s);
+    ASSERT_TRUE(wait_lines(s, {"=== Run ===", "program: " + out, "exit:    0", "--- stdout ---"}));
+    EXPECT_TRUE(s.wait_text("stand-in"));
+    EXPECT_TRUE(wait_status(s, "Run exit 0"));
+    EXPECT_TRUE(s.wait_text("noltide - Run"));
+    quit(s);
+}
+
+TEST(ProjectBuild, ASingleFileIsSavedBuiltAndRunWithoutAProjectAndACancelledSaveStopsTheBuild) {
+    e2e::TempDir home;
+    e2e::write_file(home.path() / "prog.nolt", "fn main()\nend main\n");
+    e2e::Session s(NOLTIDE_BIN, e2e::Options()
+                                    .with_size(100, 40)
+                                    .with_args({"prog.nolt"})
+                                    .with_home(home.path())
+                                    .with_env("PATH", standin_dir() + ":/usr/bin:/bin"));
+    ASSERT_TRUE(s.wait_text("noltide - prog.nolt"));
+    s.send("# edited\n");
+    ASSERT_TRUE(s.wait_text("noltide - prog.nolt *"));
+    build(s);
+    std::string bin = (home.path() / "prog").string();
+    ASSERT_TRUE(wait_lines(s, {"=== Build ===", "program: noltc", "output:  prog", "exit:    0"}));
+    EXPECT_EQ(read_file(home.path() / "prog.nolt"), "# edited\nfn main()\nend main\n");
+    EXPECT_TRUE(wait_output(s, "Building prog.nolt \u2026"));
+    EXPECT_TRUE(fs::exists(bin));
+
+    // Run takes the binary beside the active buffer: closing the report brings it forward.
+    s.send(e2e::keys::esc);
+    ASSERT_TRUE(s.wait_for([&] { return s.screen().find("noltide - Build") == std::string::npos; }));
+    run_menu(s);
+    ASSERT_TRUE(wait_lines(s, {"=== Run ===", "program: prog", "exit:    0"}));
+
+    // An untitled buffer goes through Save As first; Escape there cancels the build.
+    command(s, 'n');
+    s.send("x");
+    build(s);
+    ASSERT_TRUE(s.wait_text("Save As"));
+    s.send(e2e::keys::esc);
+    EXPECT_TRUE(wait_output(s, "Build cancelled (save required)"));
+    quit_discarding(s);
+}
+
+TEST(ProjectBuild, ReportsTrimToTheLogLimitAndANinthWindowIsRefused) {
+    e2e::TempDir root, bin, home;
+    write_project(root.path());
+    e2e::write_file(home.path() / ".config/noltide/settings.toml", "build_log_max_lines = 50\n");
+    write_fake_noltc(bin.path(), "seq -f line%g 1 60\n");
+    e2e::Session s(NOLTIDE_BIN, in_project(root.path(), bin.path()).with_home(home.path()));
+    ASSERT_TRUE(s.wait_text("noltide 0.1.0 \u2014 demo"));
+    build(s);
+    ASSERT_TRUE(wait_lines(s, {"line60", "--- stderr ---", "(empty)"}));
+    // 68 lines of report keep their last 50: the top of the log is line14.
+    s.send(e2e::keys::with_mods(e2e::keys::home, e2e::keys::mod_ctrl));
+    ASSERT_TRUE(wait_lines(s, {"line14", "line15"}));
+    EXPECT_EQ(s.screen().find("line13"), std::string::npos);
+
+    // Tree, entry and Build make three; five new buffers fill the desktop.
+    for (int i = 0; i < 5; i++) command(s, 'n');
+    build(s);
+    EXPECT_TRUE(s.wait_text("Too many windows to show output"));
+    s.send(e2e::keys::enter);
+    quit(s);
+}
+
+TEST(ProjectFileTree, ListsEverySourceDirectorySortedOpensByEnterAndDoubleClickAndRefreshes) {
+    e2e::TempDir root;
+    write_project(root.path(), "source_dirs = [\"src\", \"lib\"]\n");
+    e2e::write_file(root.path() / "src/b/z.nolt", "");
+    e2e::write_file(root.path() / "src/a.nolt", "a = 1\n");
+    e2e::write_file(root.path() / "src/.hidden/h.nolt", "");
+    e2e::write_file(root.path() / "lib/x.nolt", "");
+    e2e::write_file(root.path() / "lib/notes.txt", "");
+    e2e::Session s(NOLTIDE_BIN, in_project(root.path(), standin_dir()));
+    ASSERT_TRUE(s.wait_text("Files \u2014 demo"));
+    file_tree_menu(s);
+    ASSERT_TRUE(wait_lines(s, {"lib/x.nolt", "src/a.nolt", "src/b/z.nolt", "src/main.nolt"}));
+    EXPECT_TRUE(s.wait_text("4 files"));
+    EXPECT_TRUE(wait_status(s, "file tree"));
+
+    s.send(e2e::keys::down);
+    s.send(e2e::keys::enter);
+    ASSERT_TRUE(s.wait_text("noltide - " + (root.path() / "src/a.nolt").string()));
+
+    file_tree_menu(s);
+    e2e::write_file(root.path() / "lib/new.nolt", "");
+    ASSERT_TRUE(s.wait_text("[ Refresh ]"));
+    for (int r = 0; r < s.rows(); r++) {
+        size_t col = s.row_text(r).find("[ Refresh ]");
+        if (col != std::string::npos) s.send(e2e::keys::mouse(r, (int)col + 2));
+    }
+    ASSERT_TRUE(s.wait_text("5 files"));
+    EXPECT_TRUE(wait_status(s, "file tree refreshed"));
+    ASSERT_TRUE(wait_lines(s, {"lib/new.nolt", "lib/x.nolt"}));
+    for (int r = 0; r < s.rows(); r++) {
+        size_t col = s.row_text(r).find("lib/x.nolt");
+        if (col == std::string::npos) continue;
+        s.send(e2e::keys::mouse(r, (int)col + 1) + e2e::keys::mouse(r, (int)col + 1, 0, false) +
+               e2e::keys::mouse(r, (int)col + 1) + e2e::keys::mouse(r, (int)col + 1, 0, false));
+        break;
+    }
+    EXPECT_TRUE(s.wait_text("noltide - " + (root.path() / "lib/x.nolt").string()));
+    quit(s);
+}
