@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
-# Builds noltide and opens it on the bundled example project.
+# Builds noltide and the stand-in compiler noltc, and opens noltide on the bundled example
+# project with noltc first on PATH.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 tools/deps.sh build
 cmake -S . -B build/run -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DNOLT_TESTS=OFF >/dev/null
-cmake --build build/run --target noltide
+cmake --build build/run --target noltide noltc
 root=$(pwd)
+export PATH="$root/build/run:$PATH"
 cd examples/hello
 exec "$root/build/run/noltide" "$@"
