@@ -69,7 +69,7 @@ bool should_skip_name(const string& name);
 // `path` below `root` without the root and its "/"; the normalised path when it lies elsewhere;
 // empty for the root itself.
 string rel_to_root(const string& root, const string& path);
-// Byte order; an empty text is less than nothing and nothing is less than it.
+// Byte order, case counting; false whenever either text is empty.
 bool path_less(const string& a, const string& b);
 // A stable insertion sort of the first `count` entries.
 void sort_paths(const string_array& paths, int32_t count);
