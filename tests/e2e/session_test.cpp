@@ -33,6 +33,7 @@ void open_project(e2e::Session& s, const std::string& path) {
     file_menu(s, 2);
     ASSERT_TRUE(s.wait_text("Open Project"));
     s.send(path);
+    s.send(e2e::keys::tab);
     s.send(e2e::keys::enter);
     s.pump_for(std::chrono::milliseconds(120));
 }
@@ -50,7 +51,7 @@ TEST(Sessions, AQuitWritesTheSessionExactlyAndAStartBringsItBack) {
                                         .with_env("PATH", bin.path().string() + ":/usr/bin:/bin"));
         ASSERT_TRUE(s.wait_text("noltide - " + r + "/src/main.nolt"));
         s.send(e2e::keys::f5);
-        ASSERT_TRUE(s.wait_text("noltide - Build"));
+        ASSERT_TRUE(s.wait_text("\u2524 Build \u251c"));
         quit(s);
     }
     EXPECT_EQ(read_file(session_file(home.path())),
