@@ -1,5 +1,7 @@
 #include "ide/session.hpp"
 
+#include <algorithm>
+
 #include "stdlib/core/convert.hpp"
 #include "stdlib/io/dir.hpp"
 #include "stdlib/io/file.hpp"
@@ -30,12 +32,6 @@ bool storable_root(const string& root) {
 
 string section_key(const string& prefix, const string& name) {
     return stdlib::concat(stdlib::concat(prefix, "."_t), name);
-}
-
-string_array empty_slots(int32_t count) {
-    string_array slots = Array<Member<Text>>::make(count);
-    for (int32_t i = 0; i < count; i++) slots[i] = stdlib::empty_string();
-    return slots;
 }
 
 // The first `count` items of `items`, with `fallback` for the slots past its end.
@@ -86,8 +82,8 @@ int32_t parse_int_or(const string& text, int32_t fallback) {
 session_ref empty_project_session() {
     session_ref session = runtime::make<ProjectSession>();
     session->root = stdlib::empty_string();
-    session->buffers = empty_slots(MAX_BUFFERS);
-    session->rects = empty_slots(MAX_BUFFERS);
+    session->buffers = first_items(nullptr, MAX_BUFFERS, stdlib::empty_string());
+    session->rects = first_items(nullptr, MAX_BUFFERS, stdlib::empty_string());
     session->active_kind = stdlib::empty_string();
     session->build_rect = EMPTY_RECT();
     session->run_rect = EMPTY_RECT();
@@ -179,8 +175,7 @@ void emit_project(const toml_builder_ref& builder, const session_ref& session) {
     string root = session->root;
     if (!storable_root(root)) return;
     string_array buffers = session->buffers;
-    int32_t count = clamp(session->buffer_count, 0, MAX_BUFFERS);
-    count = clamp(count, 0, runtime::length(buffers));
+    int32_t count = clamp(session->buffer_count, 0, std::min(MAX_BUFFERS, runtime::length(buffers)));
     stdlib::toml_begin_table(builder, section_header(root));
     stdlib::toml_set_int(builder, "active"_t, session->active);
     stdlib::toml_set_string(builder, "active_kind"_t, session->active_kind);
@@ -195,8 +190,7 @@ void emit_project(const toml_builder_ref& builder, const session_ref& session) {
 string serialize_file(const string& last_root, const session_array& sessions, int32_t count) {
     toml_builder_ref builder = stdlib::toml_builder();
     if (!stdlib::is_empty(last_root)) stdlib::toml_set_string(builder, "last_root"_t, last_root);
-    count = clamp(count, 0, runtime::length(sessions));
-    count = clamp(count, 0, MAX_PROJECTS);
+    count = clamp(count, 0, std::min(MAX_PROJECTS, runtime::length(sessions)));
     for (int32_t i = 0; i < count; i++) emit_project(builder, session_ref(sessions[i]));
     return stdlib::toml_render(builder);
 }
