@@ -126,9 +126,9 @@ std::string ident(const std::string& s) {
 }
 
 // The name that `end` must repeat for a line that opens a block, or "" for any other line. `code`
-// is the line without indentation and comment.
+// is the line without indentation and comment, and not an `end` line.
 std::string block_name(std::string code) {
-    if (code.find("=>") != std::string::npos || starts_with_word(code, "end")) return "";
+    if (code.find("=>") != std::string::npos) return "";
     for (int round = 0; round < 6; round++) {
         const char* found = nullptr;
         for (const char* m : {"override", "exclusive", "shared"})
