@@ -53,20 +53,30 @@ int fail(const std::string& message) {
     return 1;
 }
 
+int unreadable(const std::string& what, const std::string& path) {
+    std::error_code ec;
+    return fail("cannot read " + what + path + (fs::exists(path, ec) ? "" : ": No such file or directory"));
+}
+
 // ---- The built program ------------------------------------------------------------------
 
 // The line stored in this executable's trailer, if it has one.
 std::optional<std::string> own_trailer() {
-    std::optional<std::string> self = read_file("/proc/self/exe");
-    if (!self || self->size() < TAG_LEN + 4 || self->compare(self->size() - TAG_LEN, TAG_LEN, TRAILER_TAG) != 0)
+    std::ifstream self("/proc/self/exe", std::ios::binary | std::ios::ate);
+    std::streamoff size = self ? std::streamoff(self.tellg()) : 0;
+    char tail[TAG_LEN + 4];
+    if (size < std::streamoff(sizeof tail) || !self.seekg(size - sizeof tail).read(tail, sizeof tail) ||
+        std::memcmp(tail + 4, TRAILER_TAG, TAG_LEN) != 0)
         return std::nullopt;
-    const unsigned char* n = reinterpret_cast<const unsigned char*>(self->data() + self->size() - TAG_LEN - 4);
-    size_t len = n[0] | n[1] << 8 | n[2] << 16 | size_t(n[3]) << 24;
-    if (len > self->size() - TAG_LEN - 4) return std::nullopt;
-    return self->substr(self->size() - TAG_LEN - 4 - len, len);
+    const unsigned char* n = reinterpret_cast<const unsigned char*>(tail);
+    std::streamoff len = n[0] | n[1] << 8 | n[2] << 16 | std::streamoff(n[3]) << 24;
+    std::string line(size_t(std::min(len, size - std::streamoff(sizeof tail))), '\0');
+    if (!self.seekg(size - std::streamoff(sizeof tail) - std::streamoff(line.size())).read(line.data(), line.size()))
+        return std::nullopt;
+    return line;
 }
 
-// A copy of this executable (without any trailer of its own) that prints `line`. Written beside
+// A copy of this executable that prints `line`. Written beside
 // the target and renamed over it, so that a running old program is not disturbed.
 int write_program(const std::string& output, const std::string& line) {
     std::optional<std::string> self = read_file("/proc/self/exe");
@@ -116,9 +126,9 @@ std::string ident(const std::string& s) {
 }
 
 // The name that `end` must repeat for a line that opens a block, or "" for any other line. `code`
-// is the line without indentation and comment.
+// is the line without indentation and comment, and not an `end` line.
 std::string block_name(std::string code) {
-    if (code.find("=>") != std::string::npos || starts_with_word(code, "end")) return "";
+    if (code.find("=>") != std::string::npos) return "";
     for (int round = 0; round < 6; round++) {
         const char* found = nullptr;
         for (const char* m : {"override", "exclusive", "shared"})
@@ -239,7 +249,7 @@ int build_file(const std::string& source, const std::string& output) {
     std::error_code ec;
     if (fs::equivalent(source, output, ec)) return fail("the output " + output + " would overwrite the source");
     Sources sources;
-    if (!check_file(source, sources)) return fail("cannot read " + source + ": " + std::strerror(ENOENT));
+    if (!check_file(source, sources)) return unreadable("", source);
     return finish(fs::path(output).filename().string(), output, sources);
 }
 
@@ -327,7 +337,7 @@ int build_project() {
     std::vector<std::string> source_dirs = dirs == keys.end() ? std::vector<std::string>{"src"} : dirs->second;
 
     Sources sources;
-    if (!check_file(entry, sources)) return fail("cannot read the entry " + entry + ": " + std::strerror(ENOENT));
+    if (!check_file(entry, sources)) return unreadable("the entry ", entry);
     std::vector<std::string> files;
     for (const std::string& dir : source_dirs) {
         std::error_code ec;
@@ -339,7 +349,7 @@ int build_project() {
     files.erase(std::unique(files.begin(), files.end()), files.end());
     for (const std::string& file : files)
         if (file != fs::path(entry).lexically_normal().string() && !check_file(file, sources))
-            return fail("cannot read " + file);
+            return unreadable("", file);
     std::string dir = text_key(keys, "build.output_dir", "build");
     return finish(name.empty() ? output : name, (fs::path(dir) / output).string(), sources);
 }
