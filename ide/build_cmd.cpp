@@ -51,7 +51,9 @@ CaptureResult run_capture_in_dir(const string& dir, const string& program, const
 }
 
 CaptureResult run_binary(const string& path) {
-    return stdlib::process_run_capture(path, Array<Member<Text>>::make(0));
+    // A name without a slash means the file in the current directory, not a program on PATH.
+    string exe = stdlib::contains(path, "/"_t) ? path : stdlib::concat("./"_t, path);
+    return stdlib::process_run_capture(exe, Array<Member<Text>>::make(0));
 }
 
 string status_text(const ExitStatus& status) {

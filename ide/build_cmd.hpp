@@ -33,7 +33,7 @@ stdlib::CaptureResult run_noltc_project_build(const string& root);
 // Runs the program with `dir` as working directory and changes back afterwards. Failed, with no
 // child started, if `dir` cannot be entered.
 stdlib::CaptureResult run_capture_in_dir(const string& dir, const string& program, const string_array& args);
-// The binary with no arguments, in the current directory.
+// The binary with no arguments, in the current directory; a bare name is a file there.
 stdlib::CaptureResult run_binary(const string& path);
 
 // "3", or "signal 11" with " (core dumped)" behind it when the core flag is set.

@@ -162,7 +162,8 @@ TEST(ProjectBuild, ASingleFileIsSavedBuiltAndRunWithoutAProjectAndACancelledSave
     build(s);
     ASSERT_TRUE(s.wait_text("Save As"));
     s.send(e2e::keys::esc);
-    EXPECT_TRUE(wait_output(s, "Build cancelled (save required)"));
+    // The text shows for one turn; the frame diff skips its blank, which the last status had too.
+    EXPECT_TRUE(wait_output(s, "Build cancelled (save"));
     quit_discarding(s);
 }
 
