@@ -68,4 +68,39 @@ inline void quit_discarding(e2e::Session& s) {
     ASSERT_TRUE(s.wait_exit());
 }
 
+// A project called `name` under `root`: its nolt.toml (with `build` in its [build] table) and a
+// good entry file.
+inline void write_project(const fs::path& root, const std::string& name, const std::string& build = "") {
+    e2e::write_file(root / "nolt.toml", "[package]\nname = \"" + name + "\"\n\n[build]\n" + build);
+    e2e::write_file(root / "src/main.nolt", "fn main()\nend main\n");
+}
+
+// `lines` stand on consecutive rows, each starting in the same column.
+inline ::testing::AssertionResult wait_lines(e2e::Session& s, const std::vector<std::string>& lines) {
+    return s.wait_for(
+        [&] {
+            for (int r = 0; r + (int)lines.size() <= s.rows(); r++) {
+                size_t col = s.row_text(r).find(lines[0]);
+                if (col == std::string::npos) continue;
+                bool all = true;
+                for (size_t i = 1; i < lines.size() && all; i++)
+                    all = s.row_text(r + (int)i).compare(col, lines[i].size(), lines[i]) == 0;
+                if (all) return true;
+            }
+            return false;
+        },
+        e2e::kDefaultTimeout, lines[0]);
+}
+
+// Opens the menu at `index` on the bar by F10 and chooses its row `row`.
+inline void menu(e2e::Session& s, int index, int row) {
+    std::string keys(e2e::keys::f10);
+    for (int i = 0; i < index; i++) keys += e2e::keys::right;
+    for (int i = 0; i < row; i++) keys += e2e::keys::down;
+    s.send(keys);
+    s.pump_for(std::chrono::milliseconds(60));
+    s.send(e2e::keys::enter);
+    s.pump_for(std::chrono::milliseconds(120));
+}
+
 }  // namespace e2e::steps

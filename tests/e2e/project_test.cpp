@@ -9,13 +9,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// A project "demo" under `root`: its nolt.toml (with `build` appended to the [build] table) and
-// a good entry file.
-void write_project(const fs::path& root, const std::string& build = "") {
-    e2e::write_file(root / "nolt.toml", "[package]\nname = \"demo\"\n\n[build]\n" + build);
-    e2e::write_file(root / "src/main.nolt", "fn main()\n  print(\"hi\")\nend main\n");
-}
-
 // A fake compiler called noltc in `dir`: a shell script with this body.
 void write_fake_noltc(const fs::path& dir, const std::string& body) {
     e2e::write_file(dir / "noltc", "#!/bin/sh\n" + body);
@@ -32,37 +25,10 @@ e2e::Options in_project(const fs::path& root, const std::string& path_dirs) {
 
 std::string standin_dir() { return NOLTC_DIR; }
 
-// `lines` stand on consecutive rows, each starting in the same column.
-::testing::AssertionResult wait_lines(e2e::Session& s, const std::vector<std::string>& lines) {
-    return s.wait_for(
-        [&] {
-            for (int r = 0; r + (int)lines.size() <= s.rows(); r++) {
-                size_t col = s.row_text(r).find(lines[0]);
-                if (col == std::string::npos) continue;
-                bool all = true;
-                for (size_t i = 1; i < lines.size() && all; i++)
-                    all = s.row_text(r + (int)i).compare(col, lines[i].size(), lines[i]) == 0;
-                if (all) return true;
-            }
-            return false;
-        },
-        e2e::kDefaultTimeout, lines[0]);
-}
-
 ::testing::AssertionResult wait_output(e2e::Session& s, const std::string& bytes) {
     return s.wait_for([&] { return s.output().find(bytes) != std::string::npos; }, e2e::kDefaultTimeout, bytes);
 }
 
-// Opens the menu at `index` on the bar by F10 and chooses its row `row`.
-void menu(e2e::Session& s, int index, int row) {
-    std::string keys(e2e::keys::f10);
-    for (int i = 0; i < index; i++) keys += e2e::keys::right;
-    for (int i = 0; i < row; i++) keys += e2e::keys::down;
-    s.send(keys);
-    s.pump_for(std::chrono::milliseconds(60));
-    s.send(e2e::keys::enter);
-    s.pump_for(std::chrono::milliseconds(120));
-}
 void run_menu(e2e::Session& s) { menu(s, 2, 1); }
 void file_tree_menu(e2e::Session& s) { menu(s, 3, 1); }
 
@@ -75,7 +41,7 @@ void build(e2e::Session& s) {
 
 TEST(ProjectBuild, FailedBuildsShowTheExactReportAppendAfterTheMarkerAndComeBackWhenClosed) {
     e2e::TempDir root, bin;
-    write_project(root.path());
+    write_project(root.path(), "demo");
     write_fake_noltc(bin.path(), "sleep 0.4\necho \"args: $*\"\necho 'src/main.nolt:2:3: error: boom' >&2\nexit 1\n");
     e2e::Session s(NOLTIDE_BIN, in_project(root.path(), bin.path()));
     ASSERT_TRUE(s.wait_text("noltide 0.1.0 \u2014 demo"));
@@ -110,25 +76,6 @@ TEST(ProjectBuild, FailedBuildsShowTheExactReportAppendAfterTheMarkerAndComeBack
     build(s);
     EXPECT_TRUE(wait_lines(s, {"exit:    127"}));
     EXPECT_TRUE(wait_status(s, "Build exit 127"));
-    quit(s);
-}
-
-TEST(ProjectBuild, TheStandInBuildsTheProjectAndRunShowsWhatTheProgramPrinted) {
-    e2e::TempDir root;
-    write_project(root.path());
-    e2e::Session s(NOLTIDE_BIN, in_project(root.path(), standin_dir()));
-    ASSERT_TRUE(s.wait_text("noltide 0.1.0 \u2014 demo"));
-    build(s);
-    std::string out = (root.path() / "build/demo").string();
-    ASSERT_TRUE(wait_lines(s, {"=== Build ===", "program: noltc", "output:  " + out, "exit:    0"}));
-    EXPECT_TRUE(wait_status(s, "Build OK \u2192 " + out));
-    ASSERT_TRUE(fs::exists(out));
-
-    run_menu(s);
-    ASSERT_TRUE(wait_lines(s, {"=== Run ===", "program: " + out, "exit:    0", "--- stdout ---"}));
-    EXPECT_TRUE(s.wait_text("stand-in"));
-    EXPECT_TRUE(wait_status(s, "Run exit 0"));
-    EXPECT_TRUE(s.wait_text("\u2524 Run \u251c"));
     quit(s);
 }
 
@@ -169,7 +116,7 @@ TEST(ProjectBuild, ASingleFileIsSavedBuiltAndRunWithoutAProjectAndACancelledSave
 
 TEST(ProjectBuild, ANinthWindowIsRefusedAndReportsTrimToTheLogLimit) {
     e2e::TempDir root, bin, home;
-    write_project(root.path());
+    write_project(root.path(), "demo");
     e2e::write_file(home.path() / ".config/noltide/settings.toml", "build_log_max_lines = 50\n");
     write_fake_noltc(bin.path(), "seq -f line%g 1 60\n");
     e2e::Session s(NOLTIDE_BIN, in_project(root.path(), bin.path()).with_home(home.path()));
@@ -190,14 +137,11 @@ TEST(ProjectBuild, ANinthWindowIsRefusedAndReportsTrimToTheLogLimit) {
     quit(s);
 }
 
-TEST(ProjectFileTree, ListsEverySourceDirectorySortedOpensByEnterAndDoubleClickAndRefreshes) {
+TEST(ProjectFileTree, ListsEverySourceDirectorySortedOpensFilesRefreshesAndTheProjectBuildsAndRuns) {
     e2e::TempDir root;
-    write_project(root.path(), "source_dirs = [\"src\", \"lib\"]\n");
-    e2e::write_file(root.path() / "src/b/z.nolt", "");
-    e2e::write_file(root.path() / "src/a.nolt", "a = 1\n");
-    e2e::write_file(root.path() / "src/.hidden/h.nolt", "");
-    e2e::write_file(root.path() / "lib/x.nolt", "");
-    e2e::write_file(root.path() / "lib/notes.txt", "");
+    write_project(root.path(), "demo", "source_dirs = [\"src\", \"lib\"]\n");
+    for (const char* name : {"src/b/z.nolt", "src/a.nolt", "src/.hidden/h.nolt", "lib/x.nolt", "lib/notes.txt"})
+        e2e::write_file(root.path() / name, "");
     e2e::Session s(NOLTIDE_BIN, in_project(root.path(), standin_dir()));
     ASSERT_TRUE(s.wait_text("noltide 0.1.0 \u2014 demo"));
     file_tree_menu(s);
@@ -205,28 +149,28 @@ TEST(ProjectFileTree, ListsEverySourceDirectorySortedOpensByEnterAndDoubleClickA
     ASSERT_TRUE(wait_lines(s, {"lib/x.nolt", "src/a.nolt", "src/b/z.nolt", "src/main.nolt"}));
     EXPECT_TRUE(s.wait_text("4 files"));
     EXPECT_TRUE(wait_status(s, "file tree"));
-
-    s.send(e2e::keys::down);
-    s.send(e2e::keys::enter);
+    s.send(std::string(e2e::keys::down) + std::string(e2e::keys::enter));
     ASSERT_TRUE(s.wait_text("noltide - " + (root.path() / "src/a.nolt").string()));
 
     file_tree_menu(s);
     e2e::write_file(root.path() / "lib/new.nolt", "");
     ASSERT_TRUE(s.wait_text("[ Refresh"));
-    for (int r = 0; r < s.rows(); r++) {
-        size_t col = s.row_text(r).find("[ Refresh");
-        if (col != std::string::npos) s.send(e2e::keys::mouse(r, (int)col + 2));
-    }
+    click_text(s, "[ Refresh");
     ASSERT_TRUE(s.wait_text("5 files"));
     EXPECT_TRUE(wait_status(s, "file tree refreshed"));
     ASSERT_TRUE(wait_lines(s, {"lib/new.nolt", "lib/x.nolt"}));
-    for (int r = 0; r < s.rows(); r++) {
-        size_t col = s.row_text(r).find("lib/x.nolt");
-        if (col == std::string::npos) continue;
-        s.send(e2e::keys::mouse(r, (int)col + 1) + e2e::keys::mouse(r, (int)col + 1, 0, false) +
-               e2e::keys::mouse(r, (int)col + 1) + e2e::keys::mouse(r, (int)col + 1, 0, false));
-        break;
-    }
-    EXPECT_TRUE(s.wait_text("noltide - " + (root.path() / "lib/x.nolt").string()));
+    click_text(s, "lib/x.nolt");
+    click_text(s, "lib/x.nolt");
+    ASSERT_TRUE(s.wait_text("noltide - " + (root.path() / "lib/x.nolt").string()));
+
+    // The stand-in builds the project, and Run shows what its program printed.
+    build(s);
+    std::string out = (root.path() / "build/demo").string();
+    ASSERT_TRUE(wait_lines(s, {"=== Build ===", "program: noltc", "output:  " + out, "exit:    0"}));
+    EXPECT_TRUE(wait_status(s, "Build OK \u2192 " + out));
+    run_menu(s);
+    ASSERT_TRUE(wait_lines(s, {"=== Run ===", "program: " + out, "exit:    0", "--- stdout ---"}));
+    EXPECT_TRUE(s.wait_text("stand-in compiler"));
+    EXPECT_TRUE(wait_status(s, "Run exit 0"));
     quit(s);
 }
