@@ -126,14 +126,6 @@ void box_ok(const Root<Application>& app, const string& title, const string& tex
     app->message_box(title, text, kestrum::messagebox_kind_ok());
 }
 
-// The toggle row of the Edit menu takes the switch's current label.
-void refresh_auto_end_menu(const Root<MenuBar>& bar) {
-    Root<kestrum::Menu> edit = kestrum::menubar_get(bar, 1);
-    Root<kestrum::MenuItem> row = kestrum::menu_get(edit, 5);
-    row->label = ide::menu_label();
-    kestrum::menu_set(edit, 5, row);
-}
-
 // The path given on the command line: a directory or a missing file is refused in a box; a
 // project file is left to the project commands.
 void open_start_path(const Root<Application>& app, const string& path) {
@@ -173,7 +165,9 @@ void run_command(const Root<Application>& app, const Root<MenuBar>& bar, string&
     } else if (cmd == CMD_CLOSE_PROJECT) {
         box_ok(app, "Close Project"_t, "No project is open"_t);
     } else if (cmd == CMD_PROJECT_SETTINGS) {
-        box_ok(app, "Project Settings"_t, "No project is open"_t);
+        do_project_settings(app, empty_project());
+    } else if (cmd == CMD_USER_SETTINGS) {
+        do_user_settings(app, bar);
     } else if (cmd == CMD_FILE_TREE) {
         box_ok(app, "File Tree"_t, "No project is open"_t);
     } else if (cmd == CMD_SAVE) {
