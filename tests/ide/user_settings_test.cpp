@@ -49,12 +49,7 @@ TEST_F(UserForm, DefaultsLaidOutInTabOrderAndDirtyOnTrimmedChanges) {
                       "|                                                  |",
                       "|                             [ Apply ]  [ Cancel ]|",
                       "+--------------------------------------------------▄"});
-    std::vector<int32_t> order;
-    for (int i = 0; i < 6; i++) {
-        win->handle_event(kestrum::event_key(kestrum::key_event_plain(kestrum::key_tab())));
-        order.push_back(win->focus);
-    }
-    EXPECT_EQ(order, (std::vector<int32_t>{2, 4, 5, 6, 0, 2}));
+    EXPECT_EQ(tab_order(win, 6), (std::vector<int32_t>{2, 4, 5, 6, 0, 2}));
     // Space on the checkbox twice, and a blank behind the theme: still clean.
     for (int32_t key : {' ', ' '}) win->handle_event(kestrum::event_key(kestrum::key_event_char(key)));
     win->theme_input->set_text("classic "_t);

@@ -29,11 +29,4 @@ TEST(ApplyCancelBar, ButtonsBottomRightFormAboveAndNarrowAreas) {
     EXPECT_EQ(bar->chrome_h(), 1);
 }
 
-TEST(SettingsChrome, OnlyAYesDiscardsChanges) {
-    EXPECT_TRUE(may_close(false, CMD_NO));
-    EXPECT_TRUE(may_close(true, CMD_YES));
-    EXPECT_FALSE(may_close(true, CMD_NO));
-    EXPECT_FALSE(may_close(true, CMD_CANCEL));
-}
-
 }  // namespace
