@@ -127,14 +127,6 @@ void box_ok(const Root<Application>& app, const string& title, const string& tex
     app->message_box(title, text, kestrum::messagebox_kind_ok());
 }
 
-// The toggle row of the Edit menu takes the switch's current label.
-void refresh_auto_end_menu(const Root<MenuBar>& bar) {
-    Root<kestrum::Menu> edit = kestrum::menubar_get(bar, 1);
-    Root<kestrum::MenuItem> row = kestrum::menu_get(edit, 5);
-    row->label = ide::menu_label();
-    kestrum::menu_set(edit, 5, row);
-}
-
 // The path given on the command line: a directory or a missing file is refused in a box, a project
 // file opens its project. With no path, the project of the working directory or the last one used.
 Root<ide::Project> open_start_path(const Root<Application>& app, const string& path) {
@@ -186,7 +178,9 @@ void run_command(const Root<Application>& app, const Root<MenuBar>& bar, Root<id
     } else if (cmd == CMD_CLOSE_PROJECT) {
         project = do_close_project(app, project);
     } else if (cmd == CMD_PROJECT_SETTINGS) {
-        box_ok(app, "Project Settings"_t, "No project is open"_t);
+        project = do_project_settings(app, project);
+    } else if (cmd == CMD_USER_SETTINGS) {
+        do_user_settings(app, bar);
     } else if (cmd == CMD_FILE_TREE) {
         if (!is_open(project)) {
             box_ok(app, "File Tree"_t, "No project is open"_t);

@@ -1,8 +1,11 @@
 #include "ide/project_settings.hpp"
 
+#include "ide/flows.hpp"
+#include "kestrum/widgets/label.hpp"
 #include "stdlib/encoding/toml.hpp"
 #include "stdlib/fs/stat.hpp"
 #include "stdlib/io/file.hpp"
+#include "stdlib/io/path.hpp"
 #include "stdlib/text/stringbuilder.hpp"
 
 namespace ide {
@@ -154,6 +157,194 @@ bool save_nolt_toml(const string& toml_path, const string& name, const string& e
     }
     string updated = surgical_update(text, name, entry, output, output_dir, dirs, dir_count);
     return stdlib::writeFile(toml_path, updated).is_ok();
+}
+
+// ---- The window ------------------------------------------------------------------------------
+
+using kestrum::InputLine;
+using kestrum::rect;
+
+namespace {
+
+using InputField = Member<InputLine> ProjectSettingsWin::*;
+using TextField = Member<Text> ProjectSettingsWin::*;
+constexpr InputField INPUTS[ProjectSettingsWin::FIELD_COUNT] = {
+    &ProjectSettingsWin::name_input, &ProjectSettingsWin::entry_input, &ProjectSettingsWin::output_input,
+    &ProjectSettingsWin::output_dir_input, &ProjectSettingsWin::source_dirs_input};
+constexpr TextField BASELINES[ProjectSettingsWin::FIELD_COUNT] = {
+    &ProjectSettingsWin::baseline_name, &ProjectSettingsWin::baseline_entry, &ProjectSettingsWin::baseline_output,
+    &ProjectSettingsWin::baseline_output_dir, &ProjectSettingsWin::baseline_source_dirs};
+enum Row { NAME_ROW, ENTRY_ROW, OUTPUT_ROW, OUTPUT_DIR_ROW, SOURCE_DIRS_ROW };
+
+// The input's text trimmed, or `fallback` when that is empty.
+string trimmed_or(const Root<InputLine>& input, const string& fallback) {
+    string trimmed = stdlib::trim_ws(input->text);
+    return stdlib::is_empty(trimmed) ? fallback : trimmed;
+}
+
+// The source dirs of the field into `out`; none stands for "src".
+int32_t read_source_dirs(const Root<InputLine>& input, const string_array& out) {
+    int32_t count = parse_source_dirs_csv(input->text, out);
+    if (count > 0) return count;
+    out[0] = "src"_t;
+    return 1;
+}
+
+void box_ok(const Root<Application>& app, const string& title, const string& text) {
+    app->message_box(title, text, kestrum::messagebox_kind_ok());
+}
+
+}  // namespace
+
+string source_dirs_csv(const string_array& dirs) {
+    stdlib::string_builder sb = stdlib::sb_new();
+    bool first = true;
+    for (int32_t i = 0; i < runtime::length(dirs); i++) {
+        if (stdlib::is_empty(dirs[i])) continue;
+        if (!first) stdlib::sb_append(sb, ", "_t);
+        stdlib::sb_append(sb, dirs[i]);
+        first = false;
+    }
+    return stdlib::sb_build(sb);
+}
+
+int32_t parse_source_dirs_csv(const string& text, const string_array& out) {
+    int32_t slots = runtime::length(out);
+    for (int32_t i = 0; i < slots; i++) out[i] = stdlib::empty_string();
+    if (stdlib::is_empty(text)) return 0;
+    string_array pieces = stdlib::split(text, ',');
+    int32_t count = 0;
+    for (int32_t i = 0; i < runtime::length(pieces) && count < slots; i++) {
+        string dir = stdlib::trim_ws(pieces[i]);
+        if (!stdlib::is_empty(dir)) out[count++] = dir;
+    }
+    return count;
+}
+
+Root<ProjectSettingsWin> ProjectSettingsWin::create(const Root<Project>& project) {
+    Root<ProjectSettingsWin> win = runtime::make<ProjectSettingsWin>(rect(0, 0, 58, 16), string("Project Settings"_t));
+    win->init_settings();
+    win->root = project->root;
+    win->version = project->version;
+    win->toml_path = stdlib::join(string(project->root), "nolt.toml"_t);
+    const string labels[FIELD_COUNT] = {"Name"_t, "Entry"_t, "Output"_t, "Output dir"_t, "Source dirs"_t};
+    const string values[FIELD_COUNT] = {project->name, project->entry, project->output, project->output_dir,
+                                        source_dirs_csv(project->source_dirs)};
+    for (int32_t row = 0; row < FIELD_COUNT; row++) {
+        win->add(runtime::make<kestrum::Label>(rect(0, 2 * row, label_w, 1), labels[row]));
+        Root<InputLine> input = InputLine::create(rect(label_w + 1, 2 * row, 40, 1), max_field_len, values[row]);
+        win.get()->*INPUTS[row] = input;
+        win.get()->*BASELINES[row] = input->text;  // as shown, so that a new window is clean
+        win->add(input);
+    }
+    win->add_apply_cancel(rect(36, 12, 10, 1), rect(47, 12, 10, 1), CMD_APPLY);
+    return win;
+}
+
+Root<InputLine> ProjectSettingsWin::input(int32_t row) { return this->*INPUTS[row]; }
+
+void ProjectSettingsWin::sync_dirty_from_fields() {
+    bool same = true;
+    for (int32_t row = 0; row < FIELD_COUNT; row++)
+        same = same && stdlib::equals(input(row)->text, this->*BASELINES[row]);
+    if (same) dirty->clear();
+    else dirty->mark();
+}
+
+void ProjectSettingsWin::layout_contents() {
+    Root<ProjectSettingsWin> self(this);
+    Root<kestrum::FormGrid> grid = self->lay_out_chrome(10, label_w);
+    if (self->child_count() < 2 * FIELD_COUNT + 2) return;
+    for (int32_t row = 0; row < FIELD_COUNT; row++) {
+        self->child(2 * row)->bounds = grid->label_rect(row);
+        self->child(2 * row + 1)->bounds = grid->field_rect(row);
+    }
+}
+
+bool ProjectSettingsWin::apply_to_disk() {
+    Root<ProjectSettingsWin> self(this);
+    string values[FIELD_COUNT];
+    for (int32_t row = NAME_ROW; row < SOURCE_DIRS_ROW; row++) {
+        values[row] = stdlib::trim_ws(self->input(row)->text);
+        if (stdlib::is_empty(values[row])) return false;
+    }
+    string_array dirs = alloc_source_dirs();
+    int32_t count = read_source_dirs(self->input(SOURCE_DIRS_ROW), dirs);
+    if (!save_nolt_toml(string(toml_path), values[NAME_ROW], values[ENTRY_ROW], values[OUTPUT_ROW],
+                        values[OUTPUT_DIR_ROW], dirs, count))
+        return false;
+    values[SOURCE_DIRS_ROW] = source_dirs_csv(dirs);
+    for (int32_t row = 0; row < FIELD_COUNT; row++) {
+        self.get()->*BASELINES[row] = values[row];
+        self->input(row)->set_text(values[row]);
+    }
+    self->dirty->clear();
+    self->sync_title();
+    return true;
+}
+
+Root<Project> ProjectSettingsWin::project_from_fields(const Root<Project>& old) {
+    Root<ProjectSettingsWin> self(this);
+    Root<Project> project = runtime::make<Project>();
+    project->root = old->root;
+    project->version = old->version;
+    project->name = trimmed_or(self->input(NAME_ROW), old->name);
+    project->entry = trimmed_or(self->input(ENTRY_ROW), old->entry);
+    project->output = trimmed_or(self->input(OUTPUT_ROW), project->name);
+    project->output_dir = trimmed_or(self->input(OUTPUT_DIR_ROW), "build"_t);
+    string_array dirs = alloc_source_dirs();
+    read_source_dirs(self->input(SOURCE_DIRS_ROW), dirs);
+    project->source_dirs = dirs;
+    return project;
+}
+
+// ---- The modal run ---------------------------------------------------------------------------
+
+void open_settings_modal(const Root<Application>& app, const Root<kestrum::SettingsWindow>& win) {
+    kestrum::Rect area = app->desktop->content_rect();
+    win->set_bounds(rect(area.x + 2, area.y + 1, kestrum::min_int(win->bounds.w, area.w),
+                         kestrum::min_int(win->bounds.h, area.h)));
+    win->layout_contents();
+    app->modal_push(win);
+}
+
+bool next_settings_apply(const Root<Application>& app, const Root<kestrum::SettingsWindow>& win,
+                         int32_t apply_command) {
+    while (app->running && app->is_open && app->has_modal()) {
+        int32_t cmd = app->modal_poll();
+        if (cmd == kestrum::CMD_NONE) continue;
+        if (cmd == apply_command) return true;
+        win->sync_dirty_from_fields();
+        if (win->is_dirty() &&
+            !kestrum::may_close(true, app->message_box(kestrum::discard_title(), kestrum::discard_text(),
+                                                       kestrum::discard_kind())))
+            continue;
+        app->modal_pop();
+        if (cmd == kestrum::CMD_QUIT) app->quit();
+        return false;
+    }
+    return false;
+}
+
+Root<Project> do_project_settings(const Root<Application>& app, const Root<Project>& project) {
+    if (!is_open(project)) {
+        box_ok(app, "Project Settings"_t, "No project is open"_t);
+        return project;
+    }
+    Root<Project> current = project;
+    Root<ProjectSettingsWin> win = ProjectSettingsWin::create(project);
+    open_settings_modal(app, win);
+    while (next_settings_apply(app, win, ProjectSettingsWin::CMD_APPLY)) {
+        if (!win->apply_to_disk()) {
+            box_ok(app, "Project Settings"_t, "Could not write nolt.toml (check Name/Entry/Output/Output dir)"_t);
+            continue;
+        }
+        current = win->project_from_fields(current);
+        apply_project_chrome(app, current);
+        ensure_file_tree(app, current);
+        app->set_status("project settings saved"_t);
+    }
+    return current;
 }
 
 }  // namespace ide

@@ -4,11 +4,15 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
+#include <stdio.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
+#include <utility>
+#include <vector>
 
 #include "kestrum/desktop.hpp"
 #include "kestrum/term.hpp"
@@ -81,9 +85,63 @@ protected:
     // Bytes that a modal run reads after the one before it has ended are lost with that run's
     // read, so type the keys of each run just before it.
     void type(const std::string& bytes) { ASSERT_EQ(write(keys.write_end, bytes.data(), bytes.size()), (ssize_t)bytes.size()); }
+    // The focused child's index after each of `count` Tabs.
+    static std::vector<int32_t> tab_order(const runtime::Root<kestrum::Group>& group, int count) {
+        std::vector<int32_t> order;
+        for (int i = 0; i < count; i++) {
+            group->handle_event(kestrum::event_key(kestrum::key_event_plain(kestrum::key_tab())));
+            order.push_back(group->focus);
+        }
+        return order;
+    }
     // A left press at screen cell (x, y).
     static std::string click(int32_t x, int32_t y) {
         return "\x1b[<0;" + std::to_string(x + 1) + ";" + std::to_string(y + 1) + "M";
+    }
+};
+
+// Loops whose frames go to a file, so that a test can see what was on the screen, and answer
+// nested modal runs as they show up: a script types each step's keys once the step's text has
+// been drawn after the previous step's. The typing thread touches only the file and the pipe.
+// Frames send only the cells that changed, so look for texts without blanks in them.
+class RecordedLoops : public Loops {
+protected:
+    FILE* frames = tmpfile();
+    std::thread typist;
+    void SetUp() override {
+        Loops::SetUp();
+        app->term->out_fd = fileno(frames);
+    }
+    void TearDown() override {
+        if (typist.joinable()) typist.join();
+        fclose(frames);
+        Loops::TearDown();
+    }
+    // Every frame sent so far, as bytes.
+    std::string sent() {
+        std::string all;
+        char chunk[4096];
+        for (ssize_t n; (n = pread(fileno(frames), chunk, sizeof chunk, (off_t)all.size())) > 0;)
+            all.append(chunk, (size_t)n);
+        return all;
+    }
+    bool was_shown(const std::string& text) { return sent().find(text) != std::string::npos; }
+    // Pairs of a text to wait for ("" for none) and the keys to type then.
+    void script(std::vector<std::pair<std::string, std::string>> steps) {
+        typist = std::thread([this, steps] {
+            size_t from = 0;
+            for (const auto& [text, bytes] : steps) {
+                for (int tries = 0; sent().find(text, from) == std::string::npos; tries++) {
+                    if (tries == 6000) {  // a minute: the loop waits for keys that will never come
+                        fprintf(stderr, "the screen never showed: %s\n", text.c_str());
+                        _exit(1);
+                    }
+                    usleep(10000);
+                }
+                from = sent().find(text, from) + text.size();
+                if (write(keys.write_end, bytes.data(), bytes.size()) != (ssize_t)bytes.size()) _exit(1);
+            }
+        });
     }
 };
 
