@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include "tests/support/boot.hpp"
-#include "tests/support/golden.hpp"
 #include "tests/support/temp_dir.hpp"
 
 using namespace ide;
@@ -30,24 +29,15 @@ std::string shown(const Root<FileTreeWin>& win) {
     return out;
 }
 
-Event key(KeyCode code) { return event_key(key_event_plain(code)); }
-Event press(int32_t x, int32_t y) { return event_mouse(mouse_event(x, y, MouseButton::Left, true, 0, 0, 0, 0)); }
-
-class FileTree : public testing::Test {
-protected:
+TEST(FileTree, ListsEverySourceDirectorySortedUpTo256AndKeepsItsControlsUsableWhenSmall) {
+    test_support::boot();
     test_support::TempDir tmp, outside;
-    Root<FileTreeWin> win = (test_support::boot(), FileTreeWin::create());
-
-    void SetUp() override {
-        for (const char* d : {"src", "src/a", "src/.cache", "tests", "build"}) mkdir((tmp / d).c_str(), 0700);
-        for (const char* f : {"src/b.nolt", "src/a/z.nolt", "src/Up.NOLT", "src/notes.txt", "src/.hid.nolt",
-                              "src/.cache/c.nolt", "tests/a.nolt", "build/out.nolt", "top.nolt"})
-            test_support::write_bytes(tmp / f, "x");
-        test_support::write_bytes(outside / "o.nolt", "x");
-    }
-};
-
-TEST_F(FileTree, ListsTheSourcesOfEverySourceDirectorySortedByteWiseUpTo256) {
+    for (const char* d : {"src", "src/a", "src/.cache", "tests", "build", "many"}) mkdir((tmp / d).c_str(), 0700);
+    for (const char* f : {"src/b.nolt", "src/a/z.nolt", "src/Up.NOLT", "src/notes.txt", "src/.hid.nolt",
+                          "src/.cache/c.nolt", "tests/a.nolt", "build/out.nolt", "top.nolt"})
+        test_support::write_bytes(tmp / f, "x");
+    test_support::write_bytes(outside / "o.nolt", "x");
+    Root<FileTreeWin> win = FileTreeWin::create();
     // Padded, missing, empty and outside entries; a link to a file counts as one, a link loop ends.
     symlink((tmp / "tests/a.nolt").c_str(), (tmp / "src/link.nolt").c_str());
     symlink((tmp / "src").c_str(), (tmp / "src/a/loop").c_str());
@@ -66,42 +56,17 @@ TEST_F(FileTree, ListsTheSourcesOfEverySourceDirectorySortedByteWiseUpTo256) {
     EXPECT_EQ(shown(win), "Files — demo|0 files|");
     win->reload(empty_project());
     EXPECT_TRUE(shown(win) == "Files||" && str(string(win->root)).empty());
+    EXPECT_FALSE(win->activate_selection());  // nothing listed, nothing to open
     // Paths are compared normalised, and a sibling sharing the root's name is outside it.
     EXPECT_EQ(str(rel_to_root("/p/r/"_t, "/p/./r//src/../x.nolt"_t)) + str(rel_to_root("/p/r"_t, "/p/r/"_t)), "x.nolt");
     EXPECT_EQ(str(rel_to_root("/p/r"_t, "/p/rest/x.nolt"_t)), "/p/rest/x.nolt");
     // 300 files: the first 256 the walk finds, sorted.
-    mkdir((tmp / "many").c_str(), 0700);
     for (int i = 0; i < 300; i++) test_support::write_bytes(tmp / ("many/f" + std::to_string(1000 + i) + ".nolt"), "");
     win->reload(project_at(tmp.path(), {"many", "src"}));
     std::vector<std::string> got;
     for (int32_t i = 0; i < win->list->count; i++) got.push_back(str(win->list->item(i).unwrap()));
     EXPECT_TRUE(got.size() == 256 && std::is_sorted(got.begin(), got.end()) && shown(win).starts_with(
                     "Files — demo|256 files|")) << shown(win);
-}
-
-TEST_F(FileTree, EnterAndDoubleClickNoteTheAbsolutePathOnce) {
-    EXPECT_EQ(win->handle_event(key(key_enter())), event_ignored());  // an empty list: nothing chosen
-    EXPECT_FALSE(win->activate_selection());
-    win->reload(project_at(tmp.path(), {"src", outside.path()}));
-    EXPECT_EQ(win->handle_event(key(key_arrow_down())), event_handled());
-    EXPECT_EQ(win->handle_event(key(key_enter())), event_command(CMD_OPEN_TREE_FILE));
-    EXPECT_EQ(str(win->take_pending_path()), tmp / "src/a/z.nolt");
-    EXPECT_EQ(str(win->take_pending_path()), "");
-    // Rows start at screen row 1 in a window at the top left; an absolute row stays as it is.
-    EXPECT_EQ(win->handle_event(press(3, 1)), event_handled());
-    EXPECT_EQ(win->handle_event(press(3, 1)), event_command(CMD_OPEN_TREE_FILE));
-    EXPECT_EQ(str(win->take_pending_path()), outside / "o.nolt");
-    EXPECT_EQ(win->handle_event(press(3, 18)), event_command(CMD_REFRESH_TREE));
-    EXPECT_EQ(str(win->take_pending_path()), "");
-}
-
-TEST_F(FileTree, LayoutAtTheDefaultSizeAndWhenResized) {
-    win->reload(project_at(tmp.path(), {"tests"}));
-    Root<CellBuffer> buf = cellbuf_create(28, 20);
-    win->draw(buf, win->bounds, test_support::whole(buf), true, theme_ascii());
-    EXPECT_SCREEN_AT(buf, rect(0, 0, 28, 2), {"++ Files — demo +-+ _ + x ++", "|tests/a.nolt              |"});
-    EXPECT_SCREEN_AT(buf, rect(0, 17, 28, 3), {"|                          |", "|[ Refresh  1 file         |",
-                                               "+--------------------------▄"});
     win->set_bounds(rect(0, 0, 8, 3));  // below the minimum: the controls keep a usable size
     EXPECT_TRUE(win->list->bounds == rect(0, 0, 12, 3) && win->list->rows == 3 &&
                 win->count_label->bounds == rect(11, 4, 4, 1));
