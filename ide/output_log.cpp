@@ -86,7 +86,8 @@ string trim_oldest_lines(const string& text, int32_t max) {
 }
 
 string append_capped(const string& existing, const string& chunk, const string& marker, int32_t max) {
-    if (stdlib::is_empty(existing)) return chunk;
+    // An empty log takes the chunk with no marker; either way the log keeps to its limit.
+    if (stdlib::is_empty(existing)) return trim_oldest_lines(chunk, max);
     string separator = stdlib::is_empty(marker) ? string("\n"_t) : concat(concat("\n"_t, marker), "\n"_t);
     return trim_oldest_lines(concat(concat(existing, separator), chunk), max);
 }

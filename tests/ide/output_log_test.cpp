@@ -24,6 +24,7 @@ TEST(OutputLog, KeepsTheNewestLinesTakesAReportAfterClearWithoutAMarkerAndKeepsA
     test_support::boot();
     EXPECT_EQ(text(trim_oldest_lines("a\nb\nc"_t, 3)), "a\nb\nc");
     EXPECT_EQ(text(trim_oldest_lines("a\nb\nc"_t, 2)), "b\nc");
+    EXPECT_EQ(text(append_capped(""_t, "a\nb\nc"_t, "m"_t, 2)), "b\nc");  // an empty log keeps the limit too
     FreshPrefs prefs;
     Root<OutputWin> win = OutputWin::create(rect(0, 0, 40, 12), "Build"_t);
     win->set_body("one\n"_t);
