@@ -17,10 +17,6 @@ using stdlib::concat;
 
 namespace {
 
-void box_ok(const Root<Application>& app, const string& title, const string& text) {
-    app->message_box(title, text, kestrum::messagebox_kind_ok());
-}
-
 // Status texts shown while a child runs end in a blank and an ellipsis; the screen shows them
 // before the program blocks.
 void set_busy_status(const Root<Application>& app, const string& head, const string& what) {
@@ -54,13 +50,11 @@ void run_and_report(const Root<Application>& app, const string& bin) {
 
 bool is_visible_edit(const Root<kestrum::Window>& win) { return win->visible && runtime::is<EditWin>(win); }
 
-// The output window of that title, if it is on show, records its place and whether it was active.
-void gather_output(const Root<kestrum::Window>& win, bool active, const string& title, const string& kind,
-                   bool& visible, Member<runtime::Text>& rect, const Root<ProjectSession>& session) {
-    if (!win->visible || !runtime::is<OutputWin>(win) || !stdlib::equals(string(win->title), title)) return;
-    visible = true;
-    rect = format_geom(win_geom(win));
-    if (!active) return;
+bool is_output_shown(const Root<kestrum::Window>& win, const string& title) {
+    return win->visible && runtime::is<OutputWin>(win) && stdlib::equals(string(win->title), title);
+}
+
+void mark_active(const Root<ProjectSession>& session, const string& kind) {
     session->active_kind = kind;
     session->active = -1;
 }
@@ -220,8 +214,15 @@ Root<ProjectSession> gather_session(const Root<Application>& app, const Root<Pro
             count++;
             continue;
         }
-        gather_output(win, active, "Build"_t, "build"_t, session->build_visible, session->build_rect, session);
-        gather_output(win, active, "Run"_t, "run"_t, session->run_visible, session->run_rect, session);
+        if (is_output_shown(win, "Build"_t)) {
+            session->build_visible = true;
+            session->build_rect = format_geom(win_geom(win));
+            if (active) mark_active(session, "build"_t);
+        } else if (is_output_shown(win, "Run"_t)) {
+            session->run_visible = true;
+            session->run_rect = format_geom(win_geom(win));
+            if (active) mark_active(session, "run"_t);
+        }
     }
     session->buffer_count = count;
     return session;

@@ -123,10 +123,6 @@ Root<MenuBar> build_menubar() {
     return bar;
 }
 
-void box_ok(const Root<Application>& app, const string& title, const string& text) {
-    app->message_box(title, text, kestrum::messagebox_kind_ok());
-}
-
 // The path given on the command line: a directory or a missing file is refused in a box, a project
 // file opens its project. With no path, the project of the working directory or the last one used.
 Root<ide::Project> open_start_path(const Root<Application>& app, const string& path) {
@@ -141,7 +137,7 @@ Root<ide::Project> open_start_path(const Root<Application>& app, const string& p
         if (!ide::is_open(project)) app->set_status("ready"_t);
     } else if (stdlib::is_directory(path)) {
         app->set_status("ready"_t);
-        box_ok(app, "Open"_t, stdlib::concat("Cannot open a directory: "_t, path));
+        ide::box_ok(app, "Open"_t, stdlib::concat("Cannot open a directory: "_t, path));
     } else if (ide::is_nolt_source(path)) {
         ide::add_edit(app, path);
     } else if (ide::is_nolt_toml_arg(path)) {
@@ -150,7 +146,7 @@ Root<ide::Project> open_start_path(const Root<Application>& app, const string& p
         ide::add_edit(app, path);
     } else {
         app->set_status("ready"_t);
-        box_ok(app, "Open"_t, stdlib::concat("Not found: "_t, path));
+        ide::box_ok(app, "Open"_t, stdlib::concat("Not found: "_t, path));
     }
     return project;
 }

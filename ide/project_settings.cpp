@@ -190,10 +190,6 @@ int32_t read_source_dirs(const Root<InputLine>& input, const string_array& out) 
     return 1;
 }
 
-void box_ok(const Root<Application>& app, const string& title, const string& text) {
-    app->message_box(title, text, kestrum::messagebox_kind_ok());
-}
-
 }  // namespace
 
 string source_dirs_csv(const string_array& dirs) {

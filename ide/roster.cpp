@@ -28,11 +28,11 @@ string save_prompt(const Root<EditWin>& ed) {
     return stdlib::concat(stdlib::concat("Save changes to "_t, path), "?"_t);
 }
 
+}  // namespace
+
 void box_ok(const Root<Application>& app, const string& title, const string& text) {
     app->message_box(title, text, kestrum::messagebox_kind_ok());
 }
-
-}  // namespace
 
 string cwd_or_empty() { return stdlib::current_dir().unwrap_or(stdlib::empty_string()); }
 

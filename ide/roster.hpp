@@ -9,6 +9,8 @@ namespace ide {
 
 using kestrum::Application;
 
+// A message box with an OK button, answered before this returns.
+void box_ok(const Root<Application>& app, const string& title, const string& text);
 // The current directory, or the empty text when it cannot be read.
 string cwd_or_empty();
 // The chosen path from a modal file requester, or the empty text.
