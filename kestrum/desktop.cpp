@@ -491,6 +491,7 @@ void Application::sync_canvas_fill_from_theme() {
 
 void Application::set_theme(const Root<Theme>& value) {
     theme = value;
+    theme_index = builtin_index_of(value);  // F2 goes on from the theme now shown
     sync_canvas_fill_from_theme();
     dirty = true;
 }

@@ -53,6 +53,8 @@ TEST(UserSettings, ApplyChangesTheThemeTheSwitchAndTheLimitLiveAndCancelAsksAbou
     ASSERT_TRUE(s.wait_for([&] { return s.screen().find("User Settings") == std::string::npos; }));
     EXPECT_NE(s.cell(12, 40).bg, classic);
     EXPECT_TRUE(edit_menu_shows(s, "Auto End Block: Off"));
+    s.send(e2e::keys::f2);  // the cycle goes on from the theme chosen
+    EXPECT_TRUE(wait_status(s, "Theme: nord"));
 
     // A change and Cancel: the question, and Yes leaves the file as it was.
     preferences(s);
