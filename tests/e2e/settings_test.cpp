@@ -111,14 +111,13 @@ TEST(ProjectSettings, ApplyRewritesOnlyTheFiveKeysAndBlankFieldsAreRefused) {
     EXPECT_EQ(read_file(root.path() / "nolt.toml"), toml);
 
     for (int i = 0; i < 5; i++) s.send(e2e::keys::backtab);  // back to the name
-    retype(s, "renamed\t\t\t");
-    retype(s, "out\t");
+    for (const char* field : {"renamed\t", "src/app.nolt\t", "app\t", "out\t"}) retype(s, field);
     s.send(std::string(e2e::keys::end) + ", lib\t");
     s.send(e2e::keys::enter);
     ASSERT_TRUE(s.wait_text("noltide 0.1.0 \u2014 renamed"));
     EXPECT_EQ(read_file(root.path() / "nolt.toml"),
-              "# the demo\n[package]\nname = \"renamed\"\nversion = \"0.3\"\n\n[build]\nentry = \"src/main.nolt\"\n"
-              "flags = [\"-O\"]\n\noutput = \"demo\"\noutput_dir = \"out\"\nsource_dirs = [\"src\", \"lib\"]\n"
+              "# the demo\n[package]\nname = \"renamed\"\nversion = \"0.3\"\n\n[build]\nentry = \"src/app.nolt\"\n"
+              "flags = [\"-O\"]\n\noutput = \"app\"\noutput_dir = \"out\"\nsource_dirs = [\"src\", \"lib\"]\n"
               "[tool.fmt]\nwidth = 80\n");
     s.send(e2e::keys::esc);
     ASSERT_TRUE(s.wait_text("Files \u2014 renamed"));
