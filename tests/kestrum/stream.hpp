@@ -4,14 +4,13 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
-#include <stdio.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "kestrum/desktop.hpp"
@@ -81,10 +80,31 @@ protected:
         app->is_open = app->running = true;
         app->rebuild_buffers();
     }
-    void TearDown() override { close(null_fd); }
+    std::thread typist;
+    void TearDown() override {
+        if (typist.joinable()) typist.join();
+        close(null_fd);
+    }
     // Bytes that a modal run reads after the one before it has ended are lost with that run's
     // read, so type the keys of each run just before it.
     void type(const std::string& bytes) { ASSERT_EQ(write(keys.write_end, bytes.data(), bytes.size()), (ssize_t)bytes.size()); }
+    int unread() {
+        int n = 0;
+        return ioctl(keys.read_end, FIONREAD, &n) == 0 ? n : -1;
+    }
+    // Types the keys of each modal run from a second thread once the runs before have read theirs,
+    // so that a nested run gets its own. Gives up after a minute of unread keys; unread() tells.
+    void type_in_turns(std::vector<std::string> runs) {
+        typist = std::thread([this, runs] {
+            for (const std::string& bytes : runs) {
+                for (int tries = 0; unread() != 0; tries++) {
+                    if (tries == 6000) return;
+                    usleep(10000);
+                }
+                if (write(keys.write_end, bytes.data(), bytes.size()) != (ssize_t)bytes.size()) return;
+            }
+        });
+    }
     // The focused child's index after each of `count` Tabs.
     static std::vector<int32_t> tab_order(const runtime::Root<kestrum::Group>& group, int count) {
         std::vector<int32_t> order;
@@ -97,51 +117,6 @@ protected:
     // A left press at screen cell (x, y).
     static std::string click(int32_t x, int32_t y) {
         return "\x1b[<0;" + std::to_string(x + 1) + ";" + std::to_string(y + 1) + "M";
-    }
-};
-
-// Loops whose frames go to a file, so that a test can see what was on the screen, and answer
-// nested modal runs as they show up: a script types each step's keys once the step's text has
-// been drawn after the previous step's. The typing thread touches only the file and the pipe.
-// Frames send only the cells that changed, so look for texts without blanks in them.
-class RecordedLoops : public Loops {
-protected:
-    FILE* frames = tmpfile();
-    std::thread typist;
-    void SetUp() override {
-        Loops::SetUp();
-        app->term->out_fd = fileno(frames);
-    }
-    void TearDown() override {
-        if (typist.joinable()) typist.join();
-        fclose(frames);
-        Loops::TearDown();
-    }
-    // Every frame sent so far, as bytes.
-    std::string sent() {
-        std::string all;
-        char chunk[4096];
-        for (ssize_t n; (n = pread(fileno(frames), chunk, sizeof chunk, (off_t)all.size())) > 0;)
-            all.append(chunk, (size_t)n);
-        return all;
-    }
-    bool was_shown(const std::string& text) { return sent().find(text) != std::string::npos; }
-    // Pairs of a text to wait for ("" for none) and the keys to type then.
-    void script(std::vector<std::pair<std::string, std::string>> steps) {
-        typist = std::thread([this, steps] {
-            size_t from = 0;
-            for (const auto& [text, bytes] : steps) {
-                for (int tries = 0; sent().find(text, from) == std::string::npos; tries++) {
-                    if (tries == 6000) {  // a minute: the loop waits for keys that will never come
-                        fprintf(stderr, "the screen never showed: %s\n", text.c_str());
-                        _exit(1);
-                    }
-                    usleep(10000);
-                }
-                from = sent().find(text, from) + text.size();
-                if (write(keys.write_end, bytes.data(), bytes.size()) != (ssize_t)bytes.size()) _exit(1);
-            }
-        });
     }
 };
 
