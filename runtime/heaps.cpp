@@ -112,7 +112,10 @@ uint64_t read_number(const char* name) {
 }
 
 // Stops while the world is stopped, or with the allocation lock held, bypass stdio.
-void fatal_write(const char* text) { nolt_platform_write_stderr(text, strlen(text)); }
+void fatal_write(const char* text) {
+    nolt_platform_before_fatal();
+    nolt_platform_write_stderr(text, strlen(text));
+}
 
 void lock_alloc() {
     nolt_platform_mutex_lock(heap_alloc_lock);
@@ -825,6 +828,7 @@ nolt_region* nolt_heaps_find_memory_block_by_start(nolt_region* head, const void
 uint64_t nolt_heaps_alloc_lock_holder(void) { return heap_alloc_lock_holder; }
 
 void nolt_heaps_oom_abort(const char* where, size_t size) {
+    nolt_platform_before_fatal();
     fprintf(stderr, "[Heaps] FATAL: Out of memory in %s (requested %zu bytes)\n", where, size);
     fprintf(stderr, "[Heaps] Stats: %llu bytes live, %llu allocated, %llu collections\n",
             (unsigned long long)gc_stats.live_bytes, (unsigned long long)gc_stats.total_allocated,
@@ -833,6 +837,7 @@ void nolt_heaps_oom_abort(const char* where, size_t size) {
 }
 
 void nolt_heaps_size_abort(int64_t count, size_t element_size) {
+    nolt_platform_before_fatal();
     fprintf(stderr, "[Heaps] FATAL: Invalid array size in %s (count=%lld, elem_size=%zu)\n", "nolt_heaps_new_array",
             (long long)count, element_size);
     fprintf(stderr, "[Heaps] A negative or overflowing array length reached the allocator (BUG-056 guard).\n");
@@ -877,6 +882,7 @@ const char* nolt_type_name_raw(const void* object) {
 
 void* nolt_type_as(void* object, const nolt_type* type) {
     const char* expected = type && type->name ? type->name : "<unknown>";
+    if (!object || !nolt_type_is(object, type)) nolt_platform_before_fatal();
     if (!object) {
         fprintf(stderr, "[TypeAs] ERROR: Cannot cast nil to %s\n", expected);
         exit(1);

@@ -5,6 +5,8 @@
 
 #include <vector>
 
+#include "runtime/platform.hpp"
+
 namespace runtime {
 
 // ---- Type records -------------------------------------------------------------------------
@@ -26,6 +28,7 @@ void probe_record(const void* member) {
 namespace {
 
 [[noreturn]] void type_error(const char* what, const char* name) {
+    nolt_platform_before_fatal();
     fprintf(stderr, "[Heaps] FATAL: %s: %s\n", what, name);
     abort();
 }
@@ -72,11 +75,13 @@ const nolt_type* build_type(const TypeShape& shape) {
 // ---- Checks -------------------------------------------------------------------------------
 
 void dead_reference(const void* reference) {
+    nolt_platform_before_fatal();
     fprintf(stderr, "[GC] FATAL: a handle or field refers to a reclaimed block at %p (a missed root)\n", reference);
     abort();
 }
 
 void unregistered_global(const void* address) {
+    nolt_platform_before_fatal();
     fprintf(stderr, "[Heaps] FATAL: global at %p assigned before it was registered as a root\n", address);
     abort();
 }

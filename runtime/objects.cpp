@@ -7,6 +7,7 @@
 
 #include <atomic>
 
+#include "runtime/platform.hpp"
 #include "runtime/values.hpp"
 
 extern "C" {
@@ -178,6 +179,7 @@ nolt_lock_parts* lock_parts_of(nolt_protected* header) {
 }
 
 [[noreturn]] void outside_process(const char* operation, void* object, const char* exclusive) {
+    nolt_platform_before_fatal();
     fprintf(stderr,
             "\nFATAL ERROR: %s() called from non-process context!\n"
             "  Lock operations require Active Object process context.\n"

@@ -376,7 +376,16 @@ void nolt_platform_write_stderr(const char* text, size_t length) {
     }
 }
 
+static std::atomic<void (*)(void)> fatal_hook{nullptr};
+
+void nolt_platform_set_fatal_hook(void (*hook)(void)) { fatal_hook.store(hook); }
+
+void nolt_platform_before_fatal(void) {
+    if (void (*hook)(void) = fatal_hook.exchange(nullptr)) hook();
+}
+
 void nolt_platform_fatal_write(const char* format, ...) {
+    nolt_platform_before_fatal();
     char buffer[256];
     va_list arguments;
     va_start(arguments, format);

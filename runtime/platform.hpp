@@ -69,4 +69,11 @@ void nolt_platform_write_stderr(const char* text, size_t length);
 // stream lock. The caller supplies any line end.
 void nolt_platform_fatal_write(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
+// The program's last words before a fatal message: a hook (the terminal's restore, say) that runs
+// once, before the first panic, run-time error or FATAL line is printed, so that the line lands
+// where the user reads it. It must be async-signal-safe. Null removes it.
+void nolt_platform_set_fatal_hook(void (*hook)(void));
+// Runs the hook if one is set and it has not run yet; the first caller wins.
+void nolt_platform_before_fatal(void);
+
 }  // extern "C"

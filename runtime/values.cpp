@@ -6,6 +6,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "runtime/platform.hpp"
 #include "runtime/machine.hpp"
 #include "runtime/managed.hpp"
 
@@ -32,6 +33,7 @@ extern "C" {
 void nolt_exit(int32_t status) { nolt_machine_exit(status); }
 
 void nolt_panic(const char* message) {
+    nolt_platform_before_fatal();
     fprintf(stderr, "panic: %s\n", message ? message : "");
     nolt_exit(1);
 }
@@ -39,6 +41,7 @@ void nolt_panic(const char* message) {
 void nolt_runtime_error(const char* format, ...) {
     va_list args;
     va_start(args, format);
+    nolt_platform_before_fatal();
     fputs("Runtime error: ", stderr);
     vfprintf(stderr, format, args);
     fputc('\n', stderr);
