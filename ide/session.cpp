@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "kestrum/cell.hpp"
 #include "stdlib/core/convert.hpp"
 #include "stdlib/io/dir.hpp"
 #include "stdlib/io/file.hpp"
@@ -18,8 +19,6 @@ using stdlib::toml_doc;
 namespace {
 
 Text* EMPTY_RECT() { return "0,0,0,0"_t; }
-
-int32_t clamp(int32_t n, int32_t low, int32_t high) { return n < low ? low : n > high ? high : n; }
 
 // The header form has no escapes, so these bytes would end it or move the section elsewhere.
 bool storable_root(const string& root) {
@@ -129,7 +128,7 @@ string root_from_flat_key(const string& key) {
 }
 
 bool roots_contains(const string_array& roots, int32_t count, const string& root) {
-    count = clamp(count, 0, runtime::length(roots));
+    count = kestrum::clamp(count, 0, runtime::length(roots));
     for (int32_t i = 0; i < count; i++)
         if (stdlib::equals(roots[i], root)) return true;
     return false;
@@ -156,7 +155,7 @@ session_ref parse_project_section(const toml_doc& doc, const string& root) {
     if (!stdlib::toml_has_key_doc(doc, active) && listed < 0) return session;
 
     session->root = root;
-    int32_t count = clamp(listed, 0, MAX_BUFFERS);
+    int32_t count = kestrum::clamp(listed, 0, MAX_BUFFERS);
     for (int32_t i = 0; i < count; i++) {
         session->buffers[i] = stdlib::toml_array_item_doc_or(doc, buffers, i, stdlib::empty_string());
         session->rects[i] = stdlib::toml_array_item_doc_or(doc, rects, i, EMPTY_RECT());
@@ -175,7 +174,7 @@ void emit_project(const toml_builder_ref& builder, const session_ref& session) {
     string root = session->root;
     if (!storable_root(root)) return;
     string_array buffers = session->buffers;
-    int32_t count = clamp(session->buffer_count, 0, std::min(MAX_BUFFERS, runtime::length(buffers)));
+    int32_t count = kestrum::clamp(session->buffer_count, 0, std::min(MAX_BUFFERS, runtime::length(buffers)));
     stdlib::toml_begin_table(builder, section_header(root));
     stdlib::toml_set_int(builder, "active"_t, session->active);
     stdlib::toml_set_string(builder, "active_kind"_t, session->active_kind);
@@ -190,7 +189,7 @@ void emit_project(const toml_builder_ref& builder, const session_ref& session) {
 string serialize_file(const string& last_root, const session_array& sessions, int32_t count) {
     toml_builder_ref builder = stdlib::toml_builder();
     if (!stdlib::is_empty(last_root)) stdlib::toml_set_string(builder, "last_root"_t, last_root);
-    count = clamp(count, 0, std::min(MAX_PROJECTS, runtime::length(sessions)));
+    count = kestrum::clamp(count, 0, std::min(MAX_PROJECTS, runtime::length(sessions)));
     for (int32_t i = 0; i < count; i++) emit_project(builder, session_ref(sessions[i]));
     return stdlib::toml_render(builder);
 }

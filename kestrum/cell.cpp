@@ -32,7 +32,7 @@ Rect rect_clip_to_size(Rect r, int32_t w, int32_t h) {
     return rect_intersect(r, rect(0, 0, w, h));
 }
 
-int32_t clamp_byte(int32_t v) { return v < 0 ? 0 : v > 255 ? 255 : v; }
+int32_t clamp_byte(int32_t v) { return clamp(v, 0, 255); }
 Color color_rgb(int32_t r, int32_t g, int32_t b) { return Color{clamp_byte(r), clamp_byte(g), clamp_byte(b)}; }
 Color color_black() { return Color{0, 0, 0}; }
 Color color_white() { return Color{255, 255, 255}; }
@@ -360,23 +360,38 @@ void cellbuf_draw_text_hot(const Root<CellBuffer>& buf, int32_t x, int32_t y, co
     }
 }
 
+void cellbuf_put_in(const Root<CellBuffer>& buf, int64_t x, int64_t y, int32_t codepoint, const Style& style,
+                    Rect clip) {
+    if (x >= clip.x && x < (int64_t)clip.x + clip.w && y >= clip.y && y < (int64_t)clip.y + clip.h)
+        cellbuf_put(buf, (int32_t)x, (int32_t)y, codepoint, style);
+}
+
+void cellbuf_invert_in(const Root<CellBuffer>& buf, int32_t x, int32_t y, Rect clip) {
+    if (!inside(buf, x, y) || !point_in_rect(point(x, y), clip)) return;
+    Style& style = cells_of(buf)[(int64_t)y * buf->width + x].style;
+    style.reverse = !style.reverse;
+}
+
 void draw_box_chars(const Root<CellBuffer>& buf, Rect r, const Style& style, int32_t tl, int32_t t, int32_t tr,
                     int32_t v, int32_t bl, int32_t b, int32_t br) {
+    if (buf) cellbuf_draw_box_in(buf, r, style, tl, t, tr, v, bl, b, br, rect(0, 0, buf->width, buf->height));
+}
+
+void cellbuf_draw_box_in(const Root<CellBuffer>& buf, Rect r, const Style& style, int32_t tl, int32_t t, int32_t tr,
+                         int32_t v, int32_t bl, int32_t b, int32_t br, Rect clip) {
     if (!buf || rect_empty(r)) return;
     int64_t x0 = r.x, y0 = r.y, x1 = x0 + r.w - 1, y1 = y0 + r.h - 1;
-    auto put = [&](int64_t x, int64_t y, int32_t cp) {
-        if (inside(buf, x, y)) cellbuf_put(buf, (int32_t)x, (int32_t)y, cp, style);
-    };
+    auto put = [&](int64_t x, int64_t y, int32_t cp) { cellbuf_put_in(buf, x, y, cp, style, clip); };
     put(x0, y0, tl);
     if (r.w > 1) put(x1, y0, tr);
     if (r.h > 1) put(x0, y1, bl);
     if (r.w > 1 && r.h > 1) put(x1, y1, br);
-    // Only the stretch of each edge that can lie inside the buffer is walked.
-    for (int64_t x = x0 + 1 > 0 ? x0 + 1 : 0; x < x1 && x < buf->width; x++) {
+    // Only the stretch of each edge that can lie inside the clip is walked.
+    for (int64_t x = x0 + 1 > clip.x ? x0 + 1 : clip.x; x < x1 && x < (int64_t)clip.x + clip.w; x++) {
         put(x, y0, t);
         if (r.h > 1) put(x, y1, b);
     }
-    for (int64_t y = y0 + 1 > 0 ? y0 + 1 : 0; y < y1 && y < buf->height; y++) {
+    for (int64_t y = y0 + 1 > clip.y ? y0 + 1 : clip.y; y < y1 && y < (int64_t)clip.y + clip.h; y++) {
         put(x0, y, v);
         if (r.w > 1) put(x1, y, v);
     }

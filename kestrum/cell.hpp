@@ -129,6 +129,8 @@ Cell cell_space(const Style& style);
 bool cell_eq(const Cell& a, const Cell& b);
 int32_t max_int(int32_t a, int32_t b);
 int32_t min_int(int32_t a, int32_t b);
+// `v` brought into low .. high; `low` wins when high < low.
+constexpr int32_t clamp(int64_t v, int32_t low, int32_t high) { return v < low ? low : v > high ? high : (int32_t)v; }
 
 // ---- Buffers -----------------------------------------------------------------------------
 
@@ -138,6 +140,11 @@ Root<CellBuffer> cellbuf_create(int32_t w, int32_t h);
 void cellbuf_resize(const Root<CellBuffer>& buf, int32_t w, int32_t h);
 void cellbuf_clear(const Root<CellBuffer>& buf, const Style& style);
 void cellbuf_put(const Root<CellBuffer>& buf, int32_t x, int32_t y, int32_t codepoint, const Style& style);
+// cellbuf_put where x, y lies in `clip`.
+void cellbuf_put_in(const Root<CellBuffer>& buf, int64_t x, int64_t y, int32_t codepoint, const Style& style,
+                    Rect clip);
+// The cell at x, y, where it lies in `clip`, with its reverse attribute flipped.
+void cellbuf_invert_in(const Root<CellBuffer>& buf, int32_t x, int32_t y, Rect clip);
 // Outside the buffer: a space in style_default().
 Cell cellbuf_get(const Root<CellBuffer>& buf, int32_t x, int32_t y);
 void cellbuf_fill_rect(const Root<CellBuffer>& buf, Rect r, int32_t codepoint, const Style& style);
@@ -156,8 +163,13 @@ void cellbuf_draw_range_in(const Root<CellBuffer>& buf, int32_t x, int32_t y, co
 // glyph that would cross the clip's right edge. Tabs and control characters are not special.
 void cellbuf_draw_text_hot(const Root<CellBuffer>& buf, int32_t x, int32_t y, const string& text, int32_t hot_index,
                            const Style& style, Rect clip);
+// The frame of `r`: the corners that exist (a 1 by 1 rectangle gets `tl` alone), then the edges
+// between them. The interior is not touched.
 void draw_box_chars(const Root<CellBuffer>& buf, Rect r, const Style& style, int32_t tl, int32_t t, int32_t tr,
                     int32_t v, int32_t bl, int32_t b, int32_t br);
+// The same, only the cells of the frame that lie in `clip`.
+void cellbuf_draw_box_in(const Root<CellBuffer>& buf, Rect r, const Style& style, int32_t tl, int32_t t, int32_t tr,
+                         int32_t v, int32_t bl, int32_t b, int32_t br, Rect clip);
 void cellbuf_draw_box_glyphs(const Root<CellBuffer>& buf, Rect r, const Style& style, int32_t tl, int32_t t,
                              int32_t tr, int32_t v, int32_t bl, int32_t b, int32_t br);
 

@@ -10,6 +10,8 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include "kestrum/cell.hpp"
+
 namespace kestrum {
 
 using namespace stdlib;
@@ -64,8 +66,6 @@ __attribute__((format(printf, 2, 3))) Seq format_seq(size_t capacity, const char
     return seq;
 }
 
-int32_t clamp(int32_t v, int32_t low, int32_t high) { return v < low ? low : v > high ? high : v; }
-
 Seq seq_esc(const char* text) { return format_seq(128, "\033%s", text); }
 Seq seq_cup(int32_t row, int32_t col) { return format_seq(64, "\033[%d;%dH", row, col); }
 
@@ -95,7 +95,7 @@ int32_t env_count(const char* name) {
     const char* value = getenv(name);
     if (!value) return 0;
     long n = strtol(value, nullptr, 10);
-    return n < 0 ? 0 : n > 65535 ? 65535 : (int32_t)n;
+    return clamp(n, 0, 65535);
 }
 
 int set_attributes(int32_t fd, const struct termios* attributes) {

@@ -117,20 +117,22 @@ EventResult Group::dispatch_mouse(const Event& ev, Point origin) {
     return event_ignored();
 }
 
-void Group::draw_children(const Root<CellBuffer>& buf, Point origin, Rect clip, bool focused,
-                          const Root<Theme>& theme) {
+void Group::draw_children(const Root<CellBuffer>& buf, Rect area, Rect clip, bool focused, const Root<Theme>& theme) {
+    Point origin = point(area.x, area.y);
+    auto place = [&](const Root<View>& c) { return c->fills_client() ? area : view_abs_bounds(c->bounds, origin); };
     int32_t n = child_count();
     for (int32_t i = 0; i < n; i++) {
         Root<View> c = child(i);
         if (!c->visible) continue;
-        Rect abs = view_abs_bounds(c->bounds, origin);
-        Rect inner = rect_intersect(abs, clip);
-        if (!rect_empty(inner)) c->draw(buf, abs, inner, focused && i == focus, theme);
+        Rect at = place(c), inner = rect_intersect(rect(at.x, at.y, at.w + 1, at.h + 1), clip);
+        if (!rect_empty(inner)) c->draw(buf, at, inner, focused && i == focus, theme);
     }
+    Rect client = rect_intersect(area, clip);
     for (int32_t i = 0; i < n; i++) {
         Root<View> c = child(i);
-        if (c->visible && c->overlay_open())
-            c->draw_overlay(buf, view_abs_bounds(c->bounds, origin), clip, focused && i == focus, theme);
+        if (!c->visible || !c->overlay_open()) continue;
+        Rect inner = rect_intersect(view_abs_bounds(c->overlay_rect(), origin), client);
+        if (!rect_empty(inner)) c->draw_overlay(buf, place(c), inner, focused && i == focus, theme);
     }
 }
 

@@ -90,10 +90,11 @@ public:
     // The child at `index`, or null outside the list.
     Root<View> child(int32_t index) const;
     Root<View> focused_child() const { return child(focus); }
-    // Draws the visible children in order with their rectangles placed at `origin`, each clipped
-    // to its rectangle and `clip`, then the open overlays on top.
-    void draw_children(const Root<CellBuffer>& buf, Point origin, Rect clip, bool focused,
-                       const Root<Theme>& theme);
+    // Draws the visible children in order with their rectangles placed at the top left of `area`
+    // (a child that fills_client() gets `area` itself), each clipped to `clip` and its rectangle
+    // grown by one cell right and down, so that a scrollbar can lie on a surrounding frame. Then
+    // the open overlays on top, each clipped to its overlay rectangle, `area` and `clip`.
+    void draw_children(const Root<CellBuffer>& buf, Rect area, Rect clip, bool focused, const Root<Theme>& theme);
 };
 
 // wants_focus(), enabled and visible.

@@ -22,7 +22,7 @@ string truncate_to_max(const string& text, int32_t max) {
     return length(text) > max ? stdlib::substring(text, 0, max) : text;
 }
 
-int32_t clamp_caret(const string& text, int32_t n) { return n < 0 ? 0 : min_int(n, length(text)); }
+int32_t clamp_caret(const string& text, int32_t n) { return clamp(n, 0, length(text)); }
 
 string insert_char(const string& text, int32_t pos, int32_t codepoint, int32_t max) {
     int32_t n = length(text);
@@ -80,14 +80,8 @@ void InputLine::draw(const Root<CellBuffer>& buf, Rect r, Rect clip, bool focuse
     string content(text);
     int32_t n = length(content);
     if (n > 0 && mask == 0) cellbuf_draw_text_in(buf, r.x, r.y, content, style, area);
-    for (int32_t i = 0; mask != 0 && i < n; i++)
-        if (point_in_rect(point(r.x + i, r.y), area)) cellbuf_put(buf, r.x + i, r.y, mask, style);
-    Point at = point(r.x + caret, r.y);
-    if (focused && point_in_rect(at, area)) {
-        Cell cell = cellbuf_get(buf, at.x, at.y);
-        cell.style.reverse = !cell.style.reverse;
-        cellbuf_put(buf, at.x, at.y, cell.codepoint, cell.style);
-    }
+    for (int32_t i = 0; mask != 0 && i < n; i++) cellbuf_put_in(buf, r.x + i, r.y, mask, style, area);
+    if (focused) cellbuf_invert_in(buf, r.x + caret, r.y, area);
 }
 
 EventResult InputLine::handle_event(const Event& ev) {

@@ -9,12 +9,6 @@ using stdlib::None;
 using stdlib::Option;
 using stdlib::Some;
 
-namespace {
-
-int32_t clamp(int32_t v, int32_t lo, int32_t hi) { return v < lo ? lo : v > hi ? hi : v; }
-
-}  // namespace
-
 bool clicks_within_double(int32_t last_sec, int32_t last_ms, int32_t sec, int32_t ms) {
     if (sec == last_sec) return max_int(ms - last_ms, 0) < 500;
     return (int64_t)sec == (int64_t)last_sec + 1 && 1000 - last_ms + ms < 500;

@@ -13,10 +13,6 @@ namespace {
 // Rows narrower than this are widened: the least width of a pull-down's inner part.
 constexpr int32_t MIN_ROW_WIDTH = 12;
 
-int32_t clamp_capacity(int32_t capacity, int32_t most) {
-    return capacity < 1 ? 1 : capacity > most ? most : capacity;
-}
-
 // Row i of a list in use, or null.
 template <class E>
 Root<E> row_at(const Root<runtime::Array<Member<E>>>& rows, int32_t count, int32_t i) {
@@ -107,28 +103,11 @@ int32_t row_in_box(Rect box, int32_t y, int32_t count) {
     return i >= 0 && i < count ? i : -1;
 }
 
-void put_in(const Root<CellBuffer>& buf, int32_t x, int32_t y, int32_t codepoint, const Style& style, Rect clip) {
-    if (point_in_rect(point(x, y), clip)) cellbuf_put(buf, x, y, codepoint, style);
-}
-
 // Blanks in client_style framed by the theme's glyphs in popup_frame_style, inside `clip`.
 void draw_box_popup(const Root<CellBuffer>& buf, Rect box, const Root<Theme>& theme, Rect clip) {
     cellbuf_fill_rect(buf, rect_intersect(box, clip), CH_SPACE, theme->client_style);
     const BoxGlyphs& g = theme->box;
-    const Style& style = theme->popup_frame_style;
-    int32_t right = box.x + box.w - 1, bottom = box.y + box.h - 1;
-    for (int32_t x = box.x + 1; x < right; x++) {
-        put_in(buf, x, box.y, g.t, style, clip);
-        put_in(buf, x, bottom, g.b, style, clip);
-    }
-    for (int32_t y = box.y + 1; y < bottom; y++) {
-        put_in(buf, box.x, y, g.v, style, clip);
-        put_in(buf, right, y, g.v, style, clip);
-    }
-    put_in(buf, box.x, box.y, g.tl, style, clip);
-    put_in(buf, right, box.y, g.tr, style, clip);
-    put_in(buf, box.x, bottom, g.bl, style, clip);
-    put_in(buf, right, bottom, g.br, style, clip);
+    cellbuf_draw_box_in(buf, box, theme->popup_frame_style, g.tl, g.t, g.tr, g.v, g.bl, g.b, g.br, clip);
 }
 
 // One row of a box whose left edge is x: its cells are x + 1 .. x + w. The label starts at
@@ -140,7 +119,7 @@ void draw_menu_row(const Root<CellBuffer>& buf, int32_t x, int32_t y, int32_t w,
     cellbuf_fill_rect(buf, row, CH_SPACE, style);
     cellbuf_draw_text_hot(buf, x + 2, y, label, hot_index, style, row);
     if (has_sub) {
-        if (w > 1) put_in(buf, x + w, y, arrow, style, row);  // past the label's first cell
+        if (w > 1) cellbuf_put_in(buf, x + w, y, arrow, style, row);  // past the label's first cell
     } else if (stdlib::length(accel_text) > 0) {
         int32_t start = max_int(x + w - text_display_width(accel_text), x + 2);
         cellbuf_draw_text_in(buf, start, y, accel_text, style, row);
@@ -191,9 +170,9 @@ void draw_menubar(const Root<MenuBar>& bar, const Root<CellBuffer>& buf, Rect bo
         menu->width = title_w + 2;
         const Style& style = i == bar->open_idx ? theme->menubar_open_style : theme->menubar_style;
         if (x >= limit) break;
-        put_in(buf, x, y, CH_SPACE, style, row);
+        cellbuf_put_in(buf, x, y, CH_SPACE, style, row);
         if (x + 1 < limit && title_w > 0) cellbuf_draw_text_in(buf, x + 1, y, menu->title, style, row);
-        if (x + 1 + title_w < limit) put_in(buf, x + 1 + title_w, y, CH_SPACE, style, row);
+        if (x + 1 + title_w < limit) cellbuf_put_in(buf, x + 1 + title_w, y, CH_SPACE, style, row);
         x += menu->width;
     }
 }
@@ -315,7 +294,7 @@ bool popup_activate(const Root<PopupMenu>& popup, const Root<CommandTable>& tabl
 
 Root<MenuItem> new_item(int32_t sub_capacity) {
     Root<MenuItem> item = runtime::make<MenuItem>();
-    item->sub_capacity = clamp_capacity(sub_capacity, max_items());
+    item->sub_capacity = clamp(sub_capacity, 1, max_items());
     item->subs = SubItems::make(item->sub_capacity);
     return item;
 }
@@ -334,7 +313,7 @@ bool append_row(const Root<runtime::Array<Member<E>>>& rows, int32_t& count, int
 Root<MenuBar> MenuBar::create(int32_t capacity) {
     Root<MenuBar> bar = runtime::make<MenuBar>();
     bar->bounds = rect(0, 0, 0, 1);
-    bar->capacity = clamp_capacity(capacity, max_menus());
+    bar->capacity = clamp(capacity, 1, max_menus());
     bar->menus = Menus::make(bar->capacity);
     bar->commands = commands_create(64);
     return bar;
@@ -425,7 +404,7 @@ bool activate_item(const Root<MenuBar>& bar, const Root<CommandTable>& table, bo
 Root<Menu> menu_create(const string& title, int32_t capacity) {
     Root<Menu> menu = runtime::make<Menu>();
     menu->title = title;
-    menu->capacity = clamp_capacity(capacity, max_items());
+    menu->capacity = clamp(capacity, 1, max_items());
     menu->items = MenuItems::make(menu->capacity);
     return menu;
 }
@@ -576,7 +555,7 @@ string format_accel(KeyEvent key) {
 
 Root<PopupMenu> popup_create(int32_t capacity) {
     Root<PopupMenu> popup = runtime::make<PopupMenu>();
-    popup->capacity = clamp_capacity(capacity, max_items());
+    popup->capacity = clamp(capacity, 1, max_items());
     popup->items = MenuItems::make(popup->capacity);
     return popup;
 }

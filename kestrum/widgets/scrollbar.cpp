@@ -7,20 +7,15 @@ namespace {
 constexpr int32_t TRACK = 0x2591;
 constexpr int32_t KNOB = 0x2588;
 
-int32_t limit(int32_t v, int32_t low, int32_t high) { return v < low ? low : v > high ? high : v; }
-
 // True when the content is longer than what is shown, so that there is something to scroll.
 bool scrolls(int32_t total, int32_t visible_count) { return total > visible_count && total >= 1 && visible_count > 0; }
-
-void put_in(const Root<CellBuffer>& buf, Rect clip, int32_t x, int32_t y, int32_t cp, const Style& style) {
-    if (point_in_rect(point(x, y), clip)) cellbuf_put(buf, x, y, cp, style);
-}
 
 void plain_track(const Root<CellBuffer>& buf, int32_t x, int32_t y, int32_t h, int32_t total, int32_t visible_count,
                  int32_t offset, const Style& style, Rect clip) {
     int32_t start, size;
     scrollbar_thumb(total, visible_count, offset, h, start, size);
-    for (int32_t i = 0; i < h; i++) put_in(buf, clip, x, y + i, i >= start && i < start + size ? KNOB : TRACK, style);
+    for (int32_t i = 0; i < h; i++)
+        cellbuf_put_in(buf, x, y + i, i >= start && i < start + size ? KNOB : TRACK, style, clip);
 }
 
 // A frame bar of `len` cells from (x, y), one cell further by (dx, dy) at each step.
@@ -44,15 +39,15 @@ void scrollbar_thumb(int32_t total, int32_t visible_count, int32_t offset, int32
     start = 0;
     size = track_h > 0 ? track_h : 0;
     if (track_h <= 0 || !scrolls(total, visible_count)) return;
-    size = limit((int32_t)((int64_t)visible_count * track_h / total), 1, track_h);
-    int32_t max_off = total - visible_count, off = limit(offset, 0, max_off), free = track_h - size;
+    size = clamp((int64_t)visible_count * track_h / total, 1, track_h);
+    int32_t max_off = total - visible_count, off = clamp(offset, 0, max_off), free = track_h - size;
     if (max_off >= 1 && free >= 1) start = (int32_t)((int64_t)off * free / max_off);
 }
 
 int32_t scrollbar_knob_start(int32_t total, int32_t visible_count, int32_t offset, int32_t track_len) {
     if (track_len <= 0 || !scrolls(total, visible_count) || track_len - 1 < 1) return 0;
     int32_t max_off = total - visible_count;
-    return (int32_t)((int64_t)limit(offset, 0, max_off) * (track_len - 1) / max_off);
+    return (int32_t)((int64_t)clamp(offset, 0, max_off) * (track_len - 1) / max_off);
 }
 
 int32_t scrollbar_offset_from_y(int32_t total, int32_t visible_count, int32_t track_h, int32_t y) {
@@ -60,7 +55,7 @@ int32_t scrollbar_offset_from_y(int32_t total, int32_t visible_count, int32_t tr
     bool caps = track_h >= 3;
     int32_t track = caps ? track_h - 2 : track_h, pos = caps ? y - 1 : y, last = track - 1;
     if (track < 1 || last < 1) return 0;
-    return (int32_t)((int64_t)limit(pos, 0, last) * (total - visible_count) / last);
+    return (int32_t)((int64_t)clamp(pos, 0, last) * (total - visible_count) / last);
 }
 
 int32_t scrollbar_offset_from_x(int32_t total, int32_t visible_count, int32_t track_w, int32_t x) {

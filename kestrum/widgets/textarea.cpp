@@ -20,7 +20,6 @@ namespace {
 constexpr int32_t NO_CAP = 0x7FFFFFFF;
 
 bool printable(int32_t ch) { return ch >= 0x20 && ch <= 0x7E; }
-int32_t clamp(int64_t v, int32_t lo, int32_t hi) { return v < lo ? lo : v > hi ? hi : (int32_t)v; }
 
 // One new text: the first `keep` bytes of `head`, n bytes of `mid`, then `tail` from byte `from`,
 // all cut to `cap` bytes. `mid` is not managed memory, so the allocation cannot reclaim it.
@@ -588,7 +587,7 @@ void TextArea::draw_gutter(const Root<CellBuffer>& buf, Rect r, Rect area, int32
         int32_t n = 0;
         for (int32_t v = ln + 1; v > 0; v /= 10) digits[n++] = (char)('0' + v % 10);
         for (int32_t k = 0, x = r.x + max_int(g - 1 - n, 0); k < n; k++, x++)
-            if (point_in_rect(point(x, y), area)) cellbuf_put(buf, x, y, digits[n - 1 - k], style);
+            cellbuf_put_in(buf, x, y, digits[n - 1 - k], style, area);
     }
 }
 
@@ -601,11 +600,7 @@ void TextArea::draw_selection(const Root<CellBuffer>& buf, Rect r, Rect area, in
         string cur = at(ln);
         ColumnMap map(cur);
         for (int32_t c = 0; c < cols; c++) {
-            int32_t x = text_x + c;
-            if (!point_in_rect(point(x, y), area) || !in_sel(ln, map.cp_at(left_col + c))) continue;
-            Cell cell = cellbuf_get(buf, x, y);
-            cell.style.reverse = !cell.style.reverse;
-            cellbuf_put(buf, x, y, cell.codepoint, cell.style);
+            if (in_sel(ln, map.cp_at(left_col + c))) cellbuf_invert_in(buf, text_x + c, y, area);
         }
     }
 }
@@ -623,11 +618,7 @@ void TextArea::draw(const Root<CellBuffer>& buf, Rect r, Rect clip, bool focused
     if (!sel_empty()) draw_selection(buf, r, area, text_x, rows);
     if (focused && caret_line >= top_line && caret_line < top_line + rows && caret_line < line_count) {
         Point p = point(text_x + cp_to_display(at(caret_line), caret_col) - left_col, r.y + caret_line - top_line);
-        if (point_in_rect(p, area)) {
-            Cell cell = cellbuf_get(buf, p.x, p.y);
-            cell.style.reverse = !cell.style.reverse;
-            cellbuf_put(buf, p.x, p.y, cell.codepoint, cell.style);
-        }
+        cellbuf_invert_in(buf, p.x, p.y, area);
     }
     // The bars stand on the frame of the surrounding window, right of and below r.
     if (line_count > rows)

@@ -15,34 +15,11 @@ constexpr int32_t GRIP = 0x2584;
 constexpr int32_t BUTTON_GLYPH[3] = {'_', '+', 'x'};
 constexpr int32_t RESTORE_GLYPH = '=';
 
-int32_t limit(int32_t v, int32_t low, int32_t high) { return v < low ? low : v > high ? high : v; }
 bool has_area(Rect r) { return r.w >= 1 && r.h >= 1; }
 int64_t right_of(Rect r) { return (int64_t)r.x + r.w; }
 int64_t bottom_of(Rect r) { return (int64_t)r.y + r.h; }
 bool shown(const Window& win, int32_t kind) {
     return kind == 0 ? win.minimizable : kind == 1 ? win.maximizable : kind == 2 && win.closable;
-}
-
-void put_in(const Root<CellBuffer>& buf, Rect area, int64_t x, int64_t y, int32_t cp, const Style& style) {
-    if (x >= area.x && x < right_of(area) && y >= area.y && y < bottom_of(area))
-        cellbuf_put(buf, (int32_t)x, (int32_t)y, cp, style);
-}
-
-// The frame of `b`, only the cells of it that lie in `r`.
-void frame_in(const Root<CellBuffer>& buf, Rect b, Rect r, const Style& style, const BoxGlyphs& box) {
-    int64_t x0 = b.x, y0 = b.y, x1 = right_of(b) - 1, y1 = bottom_of(b) - 1;
-    put_in(buf, r, x0, y0, box.tl, style);
-    if (b.w > 1) put_in(buf, r, x1, y0, box.tr, style);
-    if (b.h > 1) put_in(buf, r, x0, y1, box.bl, style);
-    if (b.w > 1 && b.h > 1) put_in(buf, r, x1, y1, box.br, style);
-    for (int64_t x = x0 + 1 > r.x ? x0 + 1 : r.x; x < x1 && x < right_of(r); x++) {
-        put_in(buf, r, x, y0, box.t, style);
-        if (b.h > 1) put_in(buf, r, x, y1, box.b, style);
-    }
-    for (int64_t y = y0 + 1 > r.y ? y0 + 1 : r.y; y < y1 && y < bottom_of(r); y++) {
-        put_in(buf, r, x0, y, box.v, style);
-        if (b.w > 1) put_in(buf, r, x1, y, box.v, style);
-    }
 }
 
 // Lowers a size to `area`, raises it to the minimum where the area has room for that, and lowers
@@ -120,8 +97,8 @@ Rect drag_move_bounds(Rect start, int32_t anchor_x, int32_t anchor_y, int32_t mo
     b.x = start.x + mouse_x - anchor_x;
     b.y = start.y + mouse_y - anchor_y;
     if (has_area(clamp)) {
-        b.x = limit(b.x, clamp.x - start.w + 1, (int32_t)(right_of(clamp) - 1));
-        b.y = limit(b.y, clamp.y, (int32_t)(bottom_of(clamp) - 1));
+        b.x = kestrum::clamp(b.x, clamp.x - start.w + 1, (int32_t)(right_of(clamp) - 1));
+        b.y = kestrum::clamp(b.y, clamp.y, (int32_t)(bottom_of(clamp) - 1));
     }
     return b;
 }
@@ -145,27 +122,27 @@ void Window::draw(const Root<CellBuffer>& buf, Rect b, Rect clip, bool, const Ro
     Style head = active ? theme->title_style : theme->inactive_style;
     BoxGlyphs box = theme->box;
     cellbuf_fill_rect(buf, r, CH_SPACE, frame);
-    frame_in(buf, b, r, frame, box);
+    cellbuf_draw_box_in(buf, b, frame, box.tl, box.t, box.tr, box.v, box.bl, box.b, box.br, r);
 
     string name(title);
     int32_t tw = text_display_width(name);
     if (!stdlib::is_empty(name) && b.w >= tw + 5) {
-        put_in(buf, r, b.x + 1, b.y, box.title_left, frame);
-        put_in(buf, r, b.x + 2, b.y, CH_SPACE, head);
+        cellbuf_put_in(buf, b.x + 1, b.y, box.title_left, frame, r);
+        cellbuf_put_in(buf, b.x + 2, b.y, CH_SPACE, head, r);
         if (point_in_rect(point(b.x + 3, b.y), r)) cellbuf_draw_text_in(buf, b.x + 3, b.y, name, head, r);
-        put_in(buf, r, (int64_t)b.x + 3 + tw, b.y, CH_SPACE, head);
-        put_in(buf, r, (int64_t)b.x + 4 + tw, b.y, box.title_right, frame);
+        cellbuf_put_in(buf, (int64_t)b.x + 3 + tw, b.y, CH_SPACE, head, r);
+        cellbuf_put_in(buf, (int64_t)b.x + 4 + tw, b.y, box.title_right, frame, r);
     }
     int32_t block = sys_block_width(*this);
     if (block > 0 && b.w >= 2 + block) {
         int32_t x0 = sys_block_x0(b, *this);
-        put_in(buf, r, x0, b.y, box.title_left, frame);
-        for (int32_t x = x0 + 1; x < x0 + block - 1; x++) put_in(buf, r, x, b.y, CH_SPACE, head);
-        put_in(buf, r, x0 + block - 1, b.y, box.title_right, frame);
+        cellbuf_put_in(buf, x0, b.y, box.title_left, frame, r);
+        for (int32_t x = x0 + 1; x < x0 + block - 1; x++) cellbuf_put_in(buf, x, b.y, CH_SPACE, head, r);
+        cellbuf_put_in(buf, x0 + block - 1, b.y, box.title_right, frame, r);
         for (int32_t kind = 0; kind < 3; kind++) {
             Option<int32_t> at = sys_glyph_x(b, *this, kind);
             int32_t glyph = kind == 1 && is_maximized() ? RESTORE_GLYPH : BUTTON_GLYPH[kind];
-            if (at.is_some()) put_in(buf, r, at.unwrap(), b.y, glyph, head);
+            if (at.is_some()) cellbuf_put_in(buf, at.unwrap(), b.y, glyph, head, r);
         }
     }
     if (is_minimized() || b.h <= 1) return;
@@ -174,27 +151,14 @@ void Window::draw(const Root<CellBuffer>& buf, Rect b, Rect clip, bool, const Ro
     Rect size = client_size(b), area = rect(origin.x, origin.y, size.w, size.h), c = rect_intersect(area, r);
     if (!rect_empty(c)) {
         cellbuf_fill_rect(buf, c, CH_SPACE, theme->client_style);
-        int32_t n = child_count();
-        for (int32_t i = 0; i < n; i++) {
-            Root<View> view = child(i);
-            if (!view->visible) continue;
-            Rect at = view->fills_client() ? area : view_abs_bounds(view->bounds, origin);
-            Rect inner = rect_intersect(rect(at.x, at.y, at.w + 1, at.h + 1), r);
-            if (!rect_empty(inner)) view->draw(buf, at, inner, i == focus, theme);
-        }
-        for (int32_t i = 0; i < n; i++) {
-            Root<View> view = child(i);
-            if (!view->visible || !view->overlay_open()) continue;
-            Rect overlay = view->overlay_rect();
-            Rect inner = rect_intersect(view_abs_bounds(overlay, origin), c);
-            Rect at = view->fills_client() ? area : view_abs_bounds(view->bounds, origin);
-            if (!rect_empty(overlay) && !rect_empty(inner)) view->draw_overlay(buf, at, inner, i == focus, theme);
-        }
+        draw_children(buf, area, r, true, theme);
     }
-    if (!is_maximized() && b.w >= 2) put_in(buf, r, right_of(b) - 1, bottom_of(b) - 1, GRIP, head);
+    if (!is_maximized() && b.w >= 2) cellbuf_put_in(buf, right_of(b) - 1, bottom_of(b) - 1, GRIP, head, r);
     Style shade = style_make(color_rgb(20, 20, 20), color_rgb(20, 20, 20), false, false, false);
-    for (int64_t y = (int64_t)b.y + 1; y <= bottom_of(b); y++) put_in(buf, clip, right_of(b), y, CH_SPACE, shade);
-    for (int64_t x = (int64_t)b.x + 1; x <= right_of(b); x++) put_in(buf, clip, x, bottom_of(b), CH_SPACE, shade);
+    for (int64_t y = (int64_t)b.y + 1; y <= bottom_of(b); y++)
+        cellbuf_put_in(buf, right_of(b), y, CH_SPACE, shade, clip);
+    for (int64_t x = (int64_t)b.x + 1; x <= right_of(b); x++)
+        cellbuf_put_in(buf, x, bottom_of(b), CH_SPACE, shade, clip);
 }
 
 EventResult Window::begin_drag(WindowDragMode mode, int32_t x, int32_t y) {

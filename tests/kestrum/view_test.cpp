@@ -111,7 +111,7 @@ TEST_F(Views, ChildrenDrawInOrderClippedWithTheFocusedOneMarked) {
     cellbuf_fill_rect(buf, rect(0, 0, 8, 3), '.', style_default());
     probe(group, rect(0, 0, 4, 2), 'a', true);
     probe(group, rect(2, 1, 9, 5), 'b', false);
-    group->draw_children(buf, point(1, 0), rect(0, 0, 7, 3), true, theme_classic());
+    group->draw_children(buf, rect(1, 0, 6, 3), rect(0, 0, 7, 3), true, theme_classic());
     EXPECT_SCREEN(buf, {".AAAA...", ".AAbbbb.", "...bbbb."});
 }
 
