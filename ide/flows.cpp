@@ -106,7 +106,7 @@ void show_output(const Root<Application>& app, const string& title, const string
         add_output_at(app, title, body, kestrum::rect(0, 0, 0, 0));
         return;
     }
-    Root<OutputWin>(static_cast<OutputWin*>(app->window_at(idx).get()))->append_chunk(body);
+    runtime::as<OutputWin>(app->window_at(idx))->append_chunk(body);
     app->show_window_at(idx);
 }
 
@@ -203,7 +203,7 @@ Root<ProjectSession> gather_session(const Root<Application>& app, const Root<Pro
         Root<kestrum::Window> win = app->window_at(i);
         bool active = i == active_idx;
         if (is_visible_edit(win)) {
-            string path = Root<EditWin>(static_cast<EditWin*>(win.get()))->path();
+            string path = runtime::as<EditWin>(win)->path();
             if (stdlib::is_empty(path) || count >= MAX_BUFFERS) continue;
             session->buffers[count] = path;
             session->rects[count] = format_geom(win_geom(win));

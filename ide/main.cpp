@@ -187,7 +187,7 @@ void run_command(const Root<Application>& app, const Root<MenuBar>& bar, Root<id
     } else if (cmd == CMD_OPEN_TREE_FILE) {
         int32_t idx = find_file_tree_idx(app);
         if (idx < 0) return;
-        string path = Root<FileTreeWin>(static_cast<FileTreeWin*>(app->window_at(idx).get()))->take_pending_path();
+        string path = runtime::as<FileTreeWin>(app->window_at(idx))->take_pending_path();
         if (!stdlib::is_empty(path)) add_edit(app, path);
     } else if (cmd == CMD_REFRESH_TREE) {
         if (!is_open(project)) return;

@@ -18,7 +18,7 @@ bool is_edit_at(const Root<Application>& app, int32_t idx) {
 }
 
 Root<EditWin> edit_at(const Root<Application>& app, int32_t idx) {
-    return Root<EditWin>(static_cast<EditWin*>(app->window_at(idx).get()));
+    return runtime::as<EditWin>(app->window_at(idx));
 }
 
 // "Save changes?" for a buffer without a path, else "Save changes to <path>?".
@@ -152,7 +152,7 @@ void ensure_file_tree(const Root<Application>& app, const Root<Project>& project
     }
     int32_t idx = find_file_tree_idx(app);
     if (idx >= 0) {
-        Root<FileTreeWin> tree(static_cast<FileTreeWin*>(app->window_at(idx).get()));
+        Root<FileTreeWin> tree = runtime::as<FileTreeWin>(app->window_at(idx));
         tree->reload(project);
         tree->layout_contents();
         app->show_window_at(idx);

@@ -33,7 +33,7 @@ int32_t walk_poll_fd(const Root<View>& view) {
     int32_t fd = view->poll_fd();
     if (fd >= 0) return fd;
     if (!runtime::is<Group>(view)) return -1;
-    Root<Group> group(static_cast<Group*>(view.get()));
+    Root<Group> group = runtime::as<Group>(view);
     for (int32_t i = 0; i < group->child_count(); i++) {
         fd = walk_poll_fd(group->child(i));
         if (fd >= 0) return fd;
@@ -44,7 +44,7 @@ int32_t walk_poll_fd(const Root<View>& view) {
 Root<Window> Desktop::shown_window(int32_t i) {
     Root<View> c = child(i);
     if (!c || !c->visible || !runtime::is<Window>(c)) return nullptr;
-    return Root<Window>(static_cast<Window*>(c.get()));
+    return runtime::as<Window>(c);
 }
 
 int32_t Desktop::window_count() { return child_count(); }
@@ -55,12 +55,12 @@ int32_t Desktop::visible_window_count() {
     return n;
 }
 
-int32_t Desktop::first_poll_fd() { return walk_poll_fd(Root<View>(this)); }
+int32_t Desktop::first_poll_fd() { return walk_poll_fd(this); }
 
 Root<Window> Desktop::window_at(int32_t i) {
     Root<View> c = child(i);
     if (!c || !runtime::is<Window>(c)) return empty_window();
-    return Root<Window>(static_cast<Window*>(c.get()));
+    return runtime::as<Window>(c);
 }
 
 bool Desktop::has_window() { return child_count() > 0 && active_idx >= 0; }
@@ -85,7 +85,7 @@ void Desktop::add(const Root<View>& child) {
     if (visible_window_count() >= MAX_DESKTOP_WINDOWS) return;
     Group::add(child);
     if (!runtime::is<Window>(child)) return;
-    static_cast<Window*>(child.get())->set_clamp(content_rect());
+    runtime::as<Window>(child)->set_clamp(content_rect());
     set_active_idx(child_count() - 1);
 }
 
@@ -195,7 +195,7 @@ void Desktop::set_menubar(const Root<MenuBar>& bar) {
     menubar = bar;
     has_menubar = true;
     bar->bounds = rect(bounds.x, bounds.y, bounds.w, 1);
-    if (has_commands) bar->set_commands(Root<CommandTable>(commands));
+    if (has_commands) bar->set_commands(commands);
     clamp_all();
 }
 
@@ -214,15 +214,15 @@ void Desktop::open_context(const Root<PopupMenu>& popup, int32_t x, int32_t y) {
 void Desktop::show_context_at(int32_t x, int32_t y) {
     if (!has_context) return;
     if (has_menubar) menubar->close();
-    popup_open_at(Root<PopupMenu>(context), x, y);
+    popup_open_at(context, x, y);
 }
 
 void Desktop::close_context() {
-    if (has_context) popup_close(Root<PopupMenu>(context));
+    if (has_context) popup_close(context);
 }
 
 void Desktop::context_clear_command() {
-    if (has_context) popup_clear_command(Root<PopupMenu>(context));
+    if (has_context) popup_clear_command(context);
 }
 
 void Desktop::layout_on_resize() {
@@ -264,7 +264,7 @@ EventResult Desktop::handle_event(const Event& ev) {
     Option<int32_t> dragging = window_drag_owner();
     if (mouse && dragging.is_some()) return window_at(dragging.unwrap())->handle_event(ev);
 
-    if (context_is_open() && handle_popup_menu(Root<PopupMenu>(context), ev, Root<CommandTable>(commands), has_commands)) {
+    if (context_is_open() && handle_popup_menu(context, ev, commands, has_commands)) {
         int32_t cmd = context_last_command();
         if (cmd == CMD_NONE) return event_handled();
         context_clear_command();
@@ -289,7 +289,7 @@ EventResult Desktop::handle_event(const Event& ev) {
         }
         if (result.handled) return result;
         if (has_default_context) {
-            context = Root<PopupMenu>(default_context);
+            context = default_context;
             has_context = true;
             show_context_at(ev.mouse.x, ev.mouse.y);
             return event_handled();
@@ -365,7 +365,7 @@ void Desktop::draw(const Root<CellBuffer>& buf, Rect r, Rect clip, bool, const R
     if (active) active->draw(buf, active->bounds, clip, true, theme);
     if (has_menubar) menubar->draw(buf, rect(bounds.x, bounds.y, bounds.w, 1), clip, false, theme);
     if (has_context && context->open)
-        draw_popup_menu(Root<PopupMenu>(context), buf, theme, Root<CommandTable>(commands), has_commands);
+        draw_popup_menu(context, buf, theme, commands, has_commands);
     if (has_status && bounds.h > 0) draw_status(buf, clip, theme);
 }
 
@@ -390,7 +390,7 @@ template <class Visit>
 void walk_tree(const Root<View>& view, Visit& visit) {
     visit(view);
     if (!runtime::is<Group>(view)) return;
-    Root<Group> group(static_cast<Group*>(view.get()));
+    Root<Group> group = runtime::as<Group>(view);
     for (int32_t i = 0; i < group->child_count(); i++) walk_tree(group->child(i), visit);
 }
 
@@ -446,7 +446,7 @@ void Application::check_hangup_signal() {
 }
 
 int32_t Application::desktop_fill() {
-    return desktop->canvas_fill < 1 ? theme_desktop_fill(Root<Theme>(theme)) : desktop->canvas_fill;
+    return desktop->canvas_fill < 1 ? theme_desktop_fill(theme) : desktop->canvas_fill;
 }
 
 string Application::status() { return string(desktop->status); }
@@ -455,9 +455,8 @@ int32_t Application::window_count() { return desktop->window_count(); }
 int32_t Application::first_poll_fd() { return desktop->first_poll_fd(); }
 
 int32_t Application::focused_poll_fd() {
-    Root<Desktop> desk(desktop);
-    if (desk->active_idx < 0 || desk->active_idx >= desk->child_count()) return -1;
-    return walk_poll_fd(desk->child(desk->active_idx));
+    if (desktop->active_idx < 0 || desktop->active_idx >= desktop->child_count()) return -1;
+    return walk_poll_fd(desktop->child(desktop->active_idx));
 }
 
 bool Application::theme_keys_blocked() {
@@ -486,7 +485,7 @@ void Application::set_modal_dim(bool dim) {
 }
 
 void Application::sync_canvas_fill_from_theme() {
-    if (!fill_override) desktop->set_canvas_fill(theme_desktop_fill(Root<Theme>(theme)));
+    if (!fill_override) desktop->set_canvas_fill(theme_desktop_fill(theme));
 }
 
 void Application::set_theme(const Root<Theme>& value) {
@@ -513,7 +512,7 @@ void Application::set_desktop_fill(int32_t ch) {
 
 void Application::clear_desktop_fill_override() {
     fill_override = false;
-    desktop->set_canvas_fill(theme_desktop_fill(Root<Theme>(theme)));
+    desktop->set_canvas_fill(theme_desktop_fill(theme));
     dirty = true;
 }
 
@@ -548,7 +547,7 @@ void Application::tile_windows() { desktop->tile(), dirty = true; }
 void Application::set_menubar(const Root<MenuBar>& bar) { desktop->set_menubar(bar), dirty = true; }
 
 void Application::register_menu_accels() {
-    if (desktop->has_menubar && has_commands) desktop->menubar->register_accels(Root<CommandTable>(commands));
+    if (desktop->has_menubar && has_commands) desktop->menubar->register_accels(commands);
 }
 
 void Application::set_context_menu(const Root<PopupMenu>& popup) { desktop->set_context_menu(popup), dirty = true; }
@@ -601,7 +600,7 @@ bool Application::dispatch_to_desktop(const Event& ev) {
     }
     bool key = ev.kind == EventKind::Key;
     if (key && has_commands && !(desktop->has_menubar && desktop->menubar->is_open()) && !desktop->context_is_open()) {
-        int32_t cmd = commands_match_key(Root<CommandTable>(commands), ev.key);
+        int32_t cmd = commands_match_key(commands, ev.key);
         if (cmd == CMD_QUIT || (cmd != CMD_NONE && focused_poll_fd() < 0)) {
             command = cmd;
             dirty = true;
@@ -628,13 +627,13 @@ bool Application::dispatch_to_desktop(const Event& ev) {
 }
 
 void Application::read_feed() {
-    auto count = term_read(Root<Term>(term), string(read_buf), READ_CAP);
+    auto count = term_read(term, string(read_buf), READ_CAP);
     int32_t n = count.is_ok() ? count.unwrap_ok() : 0;
-    if (n > 0) decoder_feed(Root<KeyDecoder>(decoder), stdlib::substring(string(read_buf), 0, n));
+    if (n > 0) decoder_feed(decoder, stdlib::substring(string(read_buf), 0, n));
 }
 
 void Application::consume_paste() {
-    if (decoder->paste_ready) paste_text(decoder_take_paste(Root<KeyDecoder>(decoder)));
+    if (decoder->paste_ready) paste_text(decoder_take_paste(decoder));
 }
 
 void Application::paste_text(const string& text) {
@@ -643,51 +642,50 @@ void Application::paste_text(const string& text) {
     if (has_modal()) {
         target = modal_top();
     } else {
-        Root<Desktop> desk(desktop);
-        if (desk->active_idx < 0 || desk->active_idx >= desk->child_count()) return;
-        target = desk->window_at(desk->active_idx);
+        if (desktop->active_idx < 0 || desktop->active_idx >= desktop->child_count()) return;
+        target = desktop->window_at(desktop->active_idx);
     }
     Root<View> child = target->focused_child();
     if (!child) return;
     if (runtime::is<InputLine>(child)) {
-        static_cast<InputLine*>(child.get())->paste(text);
+        runtime::as<InputLine>(child)->paste(text);
         dirty = true;
     } else if (runtime::is<TextArea>(child)) {
-        static_cast<TextArea*>(child.get())->paste(text);
+        runtime::as<TextArea>(child)->paste(text);
         dirty = true;
     }
 }
 
 void Application::clipboard_set(const string& text) {
-    if (is_open) term_clipboard_set(Root<Term>(term), stdlib::base64_encode(text));
+    if (is_open) term_clipboard_set(term, stdlib::base64_encode(text));
 }
 
 void Application::clipboard_query() {
-    if (is_open) term_clipboard_query(Root<Term>(term));
+    if (is_open) term_clipboard_query(term);
 }
 
 void Application::rebuild_buffers() {
     int32_t w = max_int(term->width, 1), h = max_int(term->height, 1);
-    cellbuf_resize(Root<CellBuffer>(frame), w, h);
-    cellbuf_resize(Root<CellBuffer>(shown), w, h);
-    cellbuf_clear(Root<CellBuffer>(shown), style_default());
+    cellbuf_resize(frame, w, h);
+    cellbuf_resize(shown, w, h);
+    cellbuf_clear(shown, style_default());
     desktop->set_bounds(rect(0, 0, w, h));
     desktop->layout_on_resize();
-    for (int32_t i = 0; i < modal_count; i++) Root<Window>(modals[i])->center_in(desktop->content_rect());
+    for (int32_t i = 0; i < modal_count; i++) modals[i]->center_in(desktop->content_rect());
     dirty = true;
 }
 
 void Application::check_resize() {
     if (!is_open) return;
     int32_t w = term->width, h = term->height;
-    term_refresh_size(Root<Term>(term));
+    term_refresh_size(term);
     if (w != term->width || h != term->height) rebuild_buffers();
 }
 
 void Application::draw_modal_dim() {
     if (!modal_dim || modal_count <= 0) return;
     Rect r = rect_intersect(desktop->content_rect(), rect(0, 0, frame->width, frame->height));
-    if (!rect_empty(r)) cellbuf_fill_rect(Root<CellBuffer>(frame), r, 0x2592, dim_style);
+    if (!rect_empty(r)) cellbuf_fill_rect(frame, r, 0x2592, dim_style);
 }
 
 void Application::redraw() {
@@ -703,15 +701,14 @@ void Application::redraw() {
             win->draw(buf, win->bounds, full, true, current);
         }
     }
-    cellbuf_flush(Root<Term>(term), buf, Root<CellBuffer>(shown));
+    cellbuf_flush(term, buf, shown);
     dirty = false;
 }
 
 void Application::drain_keys_desktop(bool flush) {
-    Root<runtime::Array<Event>> out(events);
     int32_t count = take_events(flush);
     for (int32_t i = 0; i < count; i++) {
-        Event ev = out[i];
+        Event ev = events[i];
         dispatch_to_desktop(ev);
         if (!running) return;
     }
@@ -755,9 +752,7 @@ bool Application::wait_for_input() {
 }
 
 int32_t Application::take_events(bool flush) {
-    Root<KeyDecoder> dec(decoder);
-    Root<runtime::Array<Event>> out(events);
-    return flush ? decoder_flush_events(dec, out, KEY_CAP) : decoder_poll_events(dec, out, KEY_CAP);
+    return flush ? decoder_flush_events(decoder, events, KEY_CAP) : decoder_poll_events(decoder, events, KEY_CAP);
 }
 
 void Application::poll_input_desktop() {
@@ -790,10 +785,9 @@ int32_t Application::dispatch_modal_event(const Event& ev) {
 }
 
 void Application::drain_keys_modal(bool flush, const Root<runtime::Array<int32_t>>& out) {
-    Root<runtime::Array<Event>> evs(events);
     int32_t count = take_events(flush);
     for (int32_t i = 0; i < count; i++) {
-        Event ev = evs[i];
+        Event ev = events[i];
         int32_t cmd = dispatch_modal_event(ev);
         if (is_modal_end_cmd(cmd) && out[0] == CMD_NONE) out[0] = cmd;
         if (!running || out[0] != CMD_NONE) return;
@@ -848,10 +842,10 @@ int32_t Application::message_box(const string& title, const string& text, Messag
 void Application::reopen_screen() {
     dirty = true;
     command = CMD_NONE;
-    decoder_clear(Root<KeyDecoder>(decoder));
+    decoder_clear(decoder);
     rebuild_buffers();
-    cellbuf_clear(Root<CellBuffer>(frame), theme->desktop_style);
-    cellbuf_clear(Root<CellBuffer>(shown), style_default());
+    cellbuf_clear(frame, theme->desktop_style);
+    cellbuf_clear(shown, style_default());
     redraw();
 }
 
@@ -876,7 +870,7 @@ void Application::close() {
 
 void Application::suspend() {
     if (!is_open) return;
-    term_close(Root<Term>(term));
+    term_close(term);
     is_open = false;
 }
 

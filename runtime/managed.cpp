@@ -80,6 +80,12 @@ void dead_reference(const void* reference) {
     abort();
 }
 
+void bad_downcast(const void* object, const char* expected) {
+    nolt_platform_before_fatal();
+    fprintf(stderr, "[Heaps] FATAL: a %s used as a %s\n", nolt_type_name_raw(object), expected);
+    abort();
+}
+
 void unregistered_global(const void* address) {
     nolt_platform_before_fatal();
     fprintf(stderr, "[Heaps] FATAL: global at %p assigned before it was registered as a root\n", address);

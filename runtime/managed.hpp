@@ -14,7 +14,14 @@
 // default constructor that does not allocate, and is trivially destructible. Its type record is
 // built by running that default constructor once on scratch memory: every Member it contains,
 // inherited or nested in value fields, reports its own offset, so the pointer table cannot miss
-// one. A raw T* must never be held across a call that can allocate.
+// one.
+//
+// The heap never moves an object, so a raw T* (`this` included) stays valid for as long as
+// something rooted keeps its object reachable: a handle, a global, a field of a rooted owner, or
+// the caller that holds the object whose method runs. A raw pointer is wrong only where it is the
+// object's one path across a call that can allocate: the object of a temporary handle that dies at
+// the end of its statement, or a fresh result not yet stored. Root what you create until it is
+// stored; do not wrap what is already held. docs/memory.md says more.
 #pragma once
 #include <stddef.h>
 #include <stdint.h>
@@ -257,6 +264,17 @@ bool is(const Root<U>& object) {
     return nolt_type_is(object.get(), type_of<T>());
 }
 
+[[noreturn]] void bad_downcast(const void* object, const char* expected);
+
+// `object` as a T, checked with the type records: null stays null, and anything but a T or an
+// instance of a class derived from it stops the program.
+template <class T, class U>
+Root<T> as(const Root<U>& object) {
+    U* reference = object.get();
+    if (reference && !nolt_type_is(reference, type_of<T>())) bad_downcast(reference, type_name<T>());
+    return Root<T>(static_cast<T*>(reference));
+}
+
 // ---- Arrays -------------------------------------------------------------------------------
 
 void* allocate_array(uint64_t element_size, uint64_t count, const nolt_type* element_type, bool references);
@@ -301,6 +319,10 @@ template <class E>
 int32_t length(const Root<Array<E>>& array) {
     return nolt_array_length(array.get());
 }
+template <class E>
+int32_t length(const Member<Array<E>>& array) {
+    return nolt_array_length(array.get());
+}
 
 // A new array: the elements of `array` and `element` behind them.
 template <class E, class V>
@@ -309,6 +331,10 @@ Root<Array<E>> append(const Root<Array<E>>& array, const V& value) {
     element = value;
     return Root<Array<E>>(static_cast<Array<E>*>(
         nolt_array_append(array.get(), &element, sizeof(E), Array<E>::references, Array<E>::sum_type())));
+}
+template <class E, class V>
+Root<Array<E>> append(const Member<Array<E>>& array, const V& value) {
+    return append(Root<Array<E>>(array), value);
 }
 
 // A new array of both; the null array when both are empty.

@@ -112,9 +112,8 @@ EventResult FileReq::handle_event(const Event& ev) {
 }
 
 void FileReq::refresh_list() {
-    Root<ListBox> rows(list);
-    rows->clear();
-    rows->add_item(parent_entry());
+    list->clear();
+    list->add_item(parent_entry());
     Result<string_array, Error> listed = list_dir(string(dir));
     if (listed.is_ok()) {
         // Each name becomes its entry in place; then an insertion sort, and the first that fit.
@@ -131,10 +130,10 @@ void FileReq::refresh_list() {
             entries[j + 1] = entry;
         }
         for (int32_t i = 0; i < n; i++)
-            if (!rows->add_item(string(entries[i]))) break;
+            if (!list->add_item(string(entries[i]))) break;
     }
     dir_label->set_text(string(dir));
-    rows->set_selected(0);
+    list->set_selected(0);
 }
 
 void FileReq::go_parent() {

@@ -321,14 +321,12 @@ Root<MenuBar> MenuBar::create(int32_t capacity) {
 
 void MenuBar::draw(const Root<CellBuffer>& buf, Rect area, Rect clip, bool, const Root<Theme>& theme) {
     if (!visible || area.w <= 0) return;
-    Root<MenuBar> self(this);
-    draw_menubar(self, buf, area, clip, theme);
-    if (open_idx >= 0) draw_menubar_popup(self, buf, area.y, clip, theme);
+    draw_menubar(this, buf, area, clip, theme);
+    if (open_idx >= 0) draw_menubar_popup(this, buf, area.y, clip, theme);
 }
 
 EventResult MenuBar::handle_event(const Event& ev) {
-    Root<MenuBar> self(this);
-    if (!handle_menubar(self, ev, bounds.y, bounds.w, commands, has_commands)) return event_ignored();
+    if (!handle_menubar(this, ev, bounds.y, bounds.w, commands, has_commands)) return event_ignored();
     return last_command != 0 ? event_command(last_command) : event_handled();
 }
 

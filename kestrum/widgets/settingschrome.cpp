@@ -51,45 +51,40 @@ bool discard_accepted(int32_t command) { return command == CMD_YES; }
 bool may_close(bool dirty, int32_t answer) { return !dirty || discard_accepted(answer); }
 
 void SettingsWindow::init_settings() {
-    Root<SettingsWindow> self(this);
     string plain(title);
-    self->clean_title = plain;
-    self->dirty_title = stdlib::concat(plain, " *"_t);
-    self->dirty = settings_dirty();
-    self->set_closable(true);
+    clean_title = plain;
+    dirty_title = stdlib::concat(plain, " *"_t);
+    dirty = settings_dirty();
+    set_closable(true);
 }
 
 void SettingsWindow::add_apply_cancel(Rect apply, Rect cancel, int32_t apply_command) {
-    Root<SettingsWindow> self(this);
     Root<Button> apply_btn = runtime::make<Button>(apply, string("Apply"_t), apply_command);
     Root<Button> cancel_btn = runtime::make<Button>(cancel, string("Cancel"_t), CMD_CANCEL);
-    self->apply_button = apply_btn;
-    self->cancel_button = cancel_btn;
-    self->add(apply_btn);
-    self->add(cancel_btn);
+    apply_button = apply_btn;
+    cancel_button = cancel_btn;
+    add(apply_btn);
+    add(cancel_btn);
 }
 
 Root<FormGrid> SettingsWindow::lay_out_chrome(int32_t min_h, int32_t label_w) {
-    Root<SettingsWindow> self(this);
     Root<ApplyCancelBar> bar = apply_cancel_bar(rect(0, 0, max_int(bounds.w - 2, 24), max_int(bounds.h - 2, min_h)));
-    if (self->apply_button) self->apply_button->bounds = bar->apply_rect();
-    if (self->cancel_button) self->cancel_button->bounds = bar->cancel_rect();
+    if (apply_button) apply_button->bounds = bar->apply_rect();
+    if (cancel_button) cancel_button->bounds = bar->cancel_rect();
     return form_grid(bar->form_rect(), label_w);
 }
 
 void SettingsWindow::draw(const Root<CellBuffer>& buf, Rect r, Rect clip, bool focused, const Root<Theme>& theme) {
-    Root<SettingsWindow> self(this);
-    self->layout_contents();
-    self->sync_dirty_from_fields();
-    self->sync_title();
-    self->Window::draw(buf, r, clip, focused, theme);
+    layout_contents();
+    sync_dirty_from_fields();
+    sync_title();
+    Window::draw(buf, r, clip, focused, theme);
 }
 
 EventResult SettingsWindow::handle_event(const Event& ev) {
-    Root<SettingsWindow> self(this);
-    EventResult result = self->Window::handle_event(ev);
-    self->sync_dirty_from_fields();
-    self->sync_title();
+    EventResult result = Window::handle_event(ev);
+    sync_dirty_from_fields();
+    sync_title();
     return result;
 }
 

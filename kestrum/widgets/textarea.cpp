@@ -613,8 +613,7 @@ void TextArea::draw(const Root<CellBuffer>& buf, Rect r, Rect clip, bool focused
     int32_t text_x = r.x + g, text_w = max_int(r.w - g, 1);
     if (g > 0) draw_gutter(buf, r, area, rows, g);
     Rect tclip = rect_intersect(area, rect(text_x, r.y, text_w, rows));
-    paint_lines(buf, Root<Array<Member<Text>>>(lines), line_count, top_line, rows, text_x - left_col, r.y, lang,
-                Root<SyntaxScheme>(scheme), tclip);
+    paint_lines(buf, lines, line_count, top_line, rows, text_x - left_col, r.y, lang, scheme, tclip);
     if (!sel_empty()) draw_selection(buf, r, area, text_x, rows);
     if (focused && caret_line >= top_line && caret_line < top_line + rows && caret_line < line_count) {
         Point p = point(text_x + cp_to_display(at(caret_line), caret_col) - left_col, r.y + caret_line - top_line);

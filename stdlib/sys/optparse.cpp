@@ -125,10 +125,10 @@ bool names(const Root<Token>& token, const char* long_name, char short_name) {
 // ---- Flag lookup -----------------------------------------------------------------------------
 
 // The index of the flag that a long name or a non-zero short form names, or -1.
-template <class Flag>
-int32_t find_flag(const Root<Array<Member<Flag>>>& flags, const string& long_name, char short_name) {
+template <class Flags>
+int32_t find_flag(const Flags& flags, const string& long_name, char short_name) {
     for (int32_t i = 0; i < runtime::length(flags); i++) {
-        Root<Flag> flag = flags[i];
+        const auto& flag = flags[i];
         if (long_name ? equals(flag->name, long_name) : short_name != 0 && flag->short_ == short_name) return i;
     }
     return -1;
@@ -137,9 +137,9 @@ int32_t find_flag(const Root<Array<Member<Flag>>>& flags, const string& long_nam
 // Whether the command declares a flag of any kind by that long name (or, with a null name, by
 // that short form).
 bool declares(const Root<Command>& command, const string& long_name, char short_name) {
-    return find_flag(Root<BoolFlags>(command->bool_flags), long_name, short_name) >= 0 ||
-           find_flag(Root<IntFlags>(command->int_flags), long_name, short_name) >= 0 ||
-           find_flag(Root<StringFlags>(command->string_flags), long_name, short_name) >= 0;
+    return find_flag(command->bool_flags, long_name, short_name) >= 0 ||
+           find_flag(command->int_flags, long_name, short_name) >= 0 ||
+           find_flag(command->string_flags, long_name, short_name) >= 0;
 }
 
 bool declares(const Root<Command>& command, const Root<Token>& token) {
@@ -170,9 +170,9 @@ Root<Flag> new_flag(const Root<Command>& command, const string& name, char short
     flag->name = name;
     flag->short_ = short_name;
     flag->description = description ? description : empty_string();
-    int32_t index = runtime::length(Root<Array<Member<Flag>>>(list));
-    list = runtime::append(Root<Array<Member<Flag>>>(list), flag);
-    command->decl_order = runtime::append(Root<DeclSlots>(command->decl_order), DeclSlot{kind, index});
+    int32_t index = runtime::length(list);
+    list = runtime::append(list, flag);
+    command->decl_order = runtime::append(command->decl_order, DeclSlot{kind, index});
     return flag;
 }
 
@@ -199,7 +199,7 @@ FlagApply take_operand(const Root<ParseState>& state, const Root<Token>& token, 
         operand = token->value;
         return applied(index + 1);
     }
-    if (index + 1 >= runtime::length(Root<Array<Member<Text>>>(state->argv)))
+    if (index + 1 >= runtime::length(state->argv))
         return not_applied(parse_error(ParseError::MissingValue, name));
     operand = state->argv[index + 1];
     return applied(index + 2);
@@ -257,7 +257,7 @@ FlagApply apply_positional(const Root<Command>& command, const string& text, int
     }
     if (!command->has_rest) return not_applied(parse_error(ParseError::UnexpectedArg, text));
     Root<Rest> rest = command->rest_values;
-    rest->values = runtime::append(Root<Array<Member<Text>>>(rest->values), text);
+    rest->values = runtime::append(rest->values, text);
     return applied(index + 1);
 }
 
@@ -268,7 +268,7 @@ ParseError maybe_misplaced(const Root<Commands>& ancestors, const string& raw, c
     Root<Token> token = classify(raw);
     if (names(token, "version", 'V')) return error;
     for (int32_t i = 0; i < runtime::length(ancestors); i++)
-        if (declares(Root<Command>(ancestors[i]), token)) return parse_error(ParseError::GlobalMisplaced, raw);
+        if (declares(ancestors[i], token)) return parse_error(ParseError::GlobalMisplaced, raw);
     return parse_error(ParseError::UnknownFlag, raw);
 }
 
@@ -277,8 +277,7 @@ ParseError maybe_misplaced(const Root<Commands>& ancestors, const string& raw, c
 // Calls `visit` with each element of a list of flags or arguments.
 template <class Item, class Visit>
 void each(const Member<Array<Member<Item>>>& list, Visit visit) {
-    Root<Array<Member<Item>>> items = list;
-    for (int32_t i = 0; i < runtime::length(items); i++) visit(Root<Item>(items[i]));
+    for (int32_t i = 0; i < runtime::length(list); i++) visit(list[i]);
 }
 
 void reset_command(const Root<Command>& command) {
@@ -310,7 +309,7 @@ void mark_invoked(const Root<Command>& command, const Root<ParseState>& state, c
     if (depth > 0) {
         string_builder sb = sb_new();
         for (int32_t i = 1; i < depth; i++) {
-            sb_append(sb, Root<Command>(ancestors[i])->name);
+            sb_append(sb, ancestors[i]->name);
             sb_append(sb, " "_t);
         }
         sb_append(sb, command->name);
@@ -432,7 +431,7 @@ Status parse_leaf(const Root<Command>& command, const Root<ParseState>& state, i
 
 Status walk(const Root<Command>& command, const Root<ParseState>& state, int32_t index,
             const Root<Commands>& ancestors) {
-    if (runtime::length(Root<Commands>(command->subcommands)) == 0)
+    if (runtime::length(command->subcommands) == 0)
         return parse_leaf(command, state, index, ancestors);
     return parse_select(command, state, index, ancestors);
 }
@@ -457,15 +456,15 @@ void option_lines(const Root<Command>& command, const Root<Vec<string>>& syntax,
     for (int32_t i = 0; i < runtime::length(order); i++) {
         DeclSlot slot = order[i];
         if (slot.tag == DeclSlot::DeclBool) {
-            Root<BoolFlag> flag = Root<BoolFlags>(command->bool_flags)[slot.index];
+            Root<BoolFlag> flag = command->bool_flags[slot.index];
             syntax->push(syntax_column(flag->short_, flag->name, empty_string()));
             description->push(flag->description);
         } else if (slot.tag == DeclSlot::DeclInt) {
-            Root<IntFlag> flag = Root<IntFlags>(command->int_flags)[slot.index];
+            Root<IntFlag> flag = command->int_flags[slot.index];
             syntax->push(syntax_column(flag->short_, flag->name, " <int>"_t));
             description->push(flag->description);
         } else {
-            Root<StringFlag> flag = Root<StringFlags>(command->string_flags)[slot.index];
+            Root<StringFlag> flag = command->string_flags[slot.index];
             syntax->push(syntax_column(flag->short_, flag->name, " <string>"_t));
             description->push(flag->description);
         }
@@ -497,14 +496,14 @@ void Command::version(const string& text) { version_text = text ? text : empty_s
 
 Root<BoolFlag> Command::bool_flag(const string& name, char short_name, bool default_value,
                                   const string& description) {
-    Root<BoolFlag> flag = new_flag(Root<Command>(this), name, short_name, description, DeclSlot::DeclBool, bool_flags);
+    Root<BoolFlag> flag = new_flag(this, name, short_name, description, DeclSlot::DeclBool, bool_flags);
     flag->default_ = flag->value = default_value;
     return flag;
 }
 
 Root<IntFlag> Command::int_flag(const string& name, char short_name, int32_t default_value,
                                 const string& description) {
-    Root<IntFlag> flag = new_flag(Root<Command>(this), name, short_name, description, DeclSlot::DeclInt, int_flags);
+    Root<IntFlag> flag = new_flag(this, name, short_name, description, DeclSlot::DeclInt, int_flags);
     flag->default_ = flag->value = default_value;
     return flag;
 }
@@ -512,7 +511,7 @@ Root<IntFlag> Command::int_flag(const string& name, char short_name, int32_t def
 Root<StringFlag> Command::string_flag(const string& name, char short_name, const string& default_value,
                                       const string& description) {
     Root<StringFlag> flag =
-        new_flag(Root<Command>(this), name, short_name, description, DeclSlot::DeclString, string_flags);
+        new_flag(this, name, short_name, description, DeclSlot::DeclString, string_flags);
     flag->default_ = default_value ? default_value : empty_string();
     flag->value = flag->default_;
     return flag;
@@ -523,7 +522,7 @@ Root<Arg> Command::arg(const string& name) {
     Root<Arg> arg = make<Arg>();
     arg->name = name ? name : empty_string();
     arg->value = empty_string();
-    args = runtime::append(Root<Args>(args), arg);
+    args = runtime::append(args, arg);
     return arg;
 }
 
@@ -537,7 +536,7 @@ Root<Command> Command::subcommand(const string& name, const string& about) {
     check_command_name(name);
     Root<Commands> children = subcommands;
     for (int32_t i = 0; i < runtime::length(children); i++)
-        if (equals(Root<Command>(children[i])->name, name)) declaration_fault(cat("duplicate command name "_t, name));
+        if (equals(children[i]->name, name)) declaration_fault(cat("duplicate command name "_t, name));
     Root<Command> child = command(name);
     child->about(about);
     subcommands = runtime::append(children, child);
@@ -554,21 +553,19 @@ Status Command::parse() {
 }
 
 Status Command::parse_argv(const string_array& argv) {
-    Root<Command> self(this);
-    reset_command(self);
+    reset_command(this);
     Root<ParseState> state = make<ParseState>();
     state->argv = argv;
-    state->root = self;
-    return walk(self, state, 1, Root<Commands>());
+    state->root = this;
+    return walk(this, state, 1, Root<Commands>());
 }
 
 void Command::usage() { print(usage_text()); }
 
 string Command::usage_text() {
-    Root<Command> self(this);
     string_builder out = sb_new();
     if (!is_empty(about_text)) sb_append(out, cat(name, " - "_t, about_text, "\n\n"_t));
-    bool has_children = runtime::length(Root<Commands>(subcommands)) > 0;
+    bool has_children = runtime::length(subcommands) > 0;
     sb_append(out, "Usage: "_t);
     sb_append(out, is_empty(path) ? string(name) : cat(root_name, " "_t, path));
     sb_append(out, " [options]"_t);
@@ -577,13 +574,13 @@ string Command::usage_text() {
     } else {
         Root<Args> declared = args;
         for (int32_t i = 0; i < runtime::length(declared); i++)
-            sb_append(out, cat(" <"_t, Root<Arg>(declared[i])->name, ">"_t));
+            sb_append(out, cat(" <"_t, declared[i]->name, ">"_t));
         if (has_rest) sb_append(out, " [arguments]"_t);
     }
     sb_append(out, "\n\nOptions:\n"_t);
 
     Root<Vec<string>> syntax = Vec<string>::create(), description = Vec<string>::create();
-    option_lines(self, syntax, description);
+    option_lines(this, syntax, description);
     int32_t width = 26;
     for (int32_t i = 0; i < syntax->len(); i++)
         if (length(syntax->get(i).unwrap()) + 2 > width) width = length(syntax->get(i).unwrap()) + 2;
@@ -595,7 +592,7 @@ string Command::usage_text() {
         Root<Commands> children = subcommands;
         int32_t longest = 0;
         for (int32_t i = 0; i < runtime::length(children); i++) {
-            int32_t n = length(Root<Command>(children[i])->name);
+            int32_t n = length(children[i]->name);
             if (n > longest) longest = n;
         }
         for (int32_t i = 0; i < runtime::length(children); i++) {

@@ -100,6 +100,9 @@ TEST(Managed, TypeRecordsListEveryReferenceFieldIncludingInheritedAndNested) {
     EXPECT_EQ(shape->corners(), 4);
     EXPECT_TRUE(is<Shape>(shape));
     EXPECT_FALSE(is<Item>(shape));
+    EXPECT_EQ(as<Square>(shape)->corners(), 4);
+    EXPECT_FALSE(as<Square>(Root<Shape>()));
+    EXPECT_DEATH(as<Square>(make<Shape>()), "FATAL: a Shape used as a Square");
 }
 
 TEST(Managed, EveryFieldKeepsItsReferentAcrossCollections) {
