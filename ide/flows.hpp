@@ -37,5 +37,8 @@ Root<Project> open_project_with_session(const Root<Application>& app, const stri
                                         const Root<Project>& current, bool quiet);
 Root<Project> do_open_project(const Root<Application>& app, const Root<Project>& project);
 Root<Project> do_close_project(const Root<Application>& app, const Root<Project>& project);
+// The path given on the command line: a directory or a missing file is refused in a box, a project
+// file opens its project. With no path, the project of the working directory or the last one used.
+Root<Project> open_start_path(const Root<Application>& app, const string& path);
 
 }  // namespace ide
