@@ -88,17 +88,14 @@ void show_nth_edit(const Root<Application>& app, int32_t active) {
 string last_built_bin_path(const string& path) { return output_path_for(path); }
 
 void add_output_at(const Root<Application>& app, const string& title, const string& body, Rect bounds) {
-    if (app->desktop->visible_window_count() >= 8) {
-        box_ok(app, title, "Too many windows to show output"_t);
-        return;
-    }
-    if (bounds.w < 16 || bounds.h < 4) {
-        Rect area = app->desktop->content_rect();
-        bounds = kestrum::rect(area.x + 4, area.y + 2, kestrum::max_int(area.w - 8, 40), kestrum::max_int(area.h / 2, 10));
-    }
-    Root<OutputWin> win = OutputWin::create(bounds, title);
-    if (!stdlib::is_empty(body)) win->set_body(body);
-    app->add_window(win);
+    Rect area = app->desktop->content_rect();
+    Rect fallback = kestrum::rect(area.x + 4, area.y + 2, kestrum::max_int(area.w - 8, 40), kestrum::max_int(area.h / 2, 10));
+    auto make = [&](Rect at) {
+        Root<OutputWin> win = OutputWin::create(at, title);
+        if (!stdlib::is_empty(body)) win->set_body(body);
+        return win;
+    };
+    if (!place_window(app, bounds, fallback, false, make)) box_ok(app, title, "Too many windows to show output"_t);
 }
 
 void show_output(const Root<Application>& app, const string& title, const string& body) {

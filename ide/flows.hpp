@@ -10,7 +10,7 @@ namespace ide {
 
 // Where a single file's binary stands: the source path without its extension.
 string last_built_bin_path(const string& path);
-// A new output window with the report; refused with a box when eight windows are visible.
+// A new output window with the report; refused with a box when the desktop is full.
 void add_output_at(const Root<Application>& app, const string& title, const string& body, kestrum::Rect bounds);
 // Appends the report to the window of that title, showing it again, or creates it.
 void show_output(const Root<Application>& app, const string& title, const string& body);
