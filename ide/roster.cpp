@@ -81,9 +81,8 @@ bool save_edit(const Root<Application>& app, const Root<EditWin>& ed) {
 
 bool confirm_close_edit(const Root<Application>& app, int32_t idx) {
     if (idx < 0) return false;
-    Root<kestrum::Desktop> desktop(app->desktop);
     if (!is_edit_at(app, idx) || !edit_at(app, idx)->dirty()) {
-        desktop->close_window_at(idx);
+        app->desktop->close_window_at(idx);
         app->set_dirty();
         return true;
     }
@@ -91,7 +90,7 @@ bool confirm_close_edit(const Root<Application>& app, int32_t idx) {
     int32_t answer = app->message_box("Close"_t, save_prompt(ed), kestrum::messagebox_kind_yes_no_cancel());
     if (answer == kestrum::CMD_CANCEL) return false;
     if (answer == kestrum::CMD_YES && !save_edit(app, ed)) return false;
-    desktop->close_window_at(idx);
+    app->desktop->close_window_at(idx);
     app->set_dirty();
     return true;
 }
