@@ -89,7 +89,8 @@ string last_built_bin_path(const string& path) { return output_path_for(path); }
 
 void add_output_at(const Root<Application>& app, const string& title, const string& body, Rect bounds) {
     Rect area = app->desktop->content_rect();
-    Rect fallback = kestrum::rect(area.x + 4, area.y + 2, kestrum::max_int(area.w - 8, 40), kestrum::max_int(area.h / 2, 10));
+    Rect fallback =
+        kestrum::rect(area.x + 4, area.y + 2, kestrum::max_int(area.w - 8, 40), kestrum::max_int(area.h / 2, 10));
     auto make = [&](Rect at) {
         Root<OutputWin> win = OutputWin::create(at, title);
         if (!stdlib::is_empty(body)) win->set_body(body);

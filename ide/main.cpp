@@ -24,8 +24,8 @@ using namespace runtime::literals;
 
 void register_syntax_dirs() {
     const string candidates[] = {kestrum::home_syntax_dir(), "/usr/local/lib/nolt/stdlib/kestrum/syntax.d"_t,
-                                         "/usr/lib/nolt/stdlib/kestrum/syntax.d"_t, "nolt-stdlib/kestrum/syntax.d"_t,
-                                         "../nolt-stdlib/kestrum/syntax.d"_t};
+                                 "/usr/lib/nolt/stdlib/kestrum/syntax.d"_t, "nolt-stdlib/kestrum/syntax.d"_t,
+                                 "../nolt-stdlib/kestrum/syntax.d"_t};
     for (const string& dir : candidates)
         if (!stdlib::is_empty(dir) && stdlib::dir_exists(dir)) kestrum::add_syntax_dir(dir);
 }
