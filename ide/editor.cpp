@@ -46,15 +46,13 @@ void EditWin::draw(const Root<kestrum::CellBuffer>& buf, Rect bounds, Rect clip,
 }
 
 EventResult EditWin::handle_event(const Event& ev) {
-    Root<EditWin> self(this);
-    Root<kestrum::TextArea> text(area);
     Opener opener = empty_opener();
     if (ide::enabled() && ev.kind == kestrum::EventKind::Key && !ev.key.ctrl && !ev.key.alt &&
-        ev.key.key.tag == kestrum::KeyCode::Enter && text->sel_empty() && text->lang == kestrum::LANG_NOLT())
-        opener = detect(self->line_before_caret());
-    EventResult result = self->Window::handle_event(ev);
-    if (opener.found && result.handled) self->insert_end_block(opener);
-    if (result.command == kestrum::CMD_CLOSE && self->dirty()) result.command = CMD_EDIT_CLOSE;
+        ev.key.key.tag == kestrum::KeyCode::Enter && area->sel_empty() && area->lang == kestrum::LANG_NOLT())
+        opener = detect(line_before_caret());
+    EventResult result = Window::handle_event(ev);
+    if (opener.found && result.handled) insert_end_block(opener);
+    if (result.command == kestrum::CMD_CLOSE && dirty()) result.command = CMD_EDIT_CLOSE;
     return result;
 }
 
@@ -64,10 +62,9 @@ void EditWin::set_bounds(Rect r) {
 }
 
 void EditWin::sync_title() {
-    Root<EditWin> self(this);
     string title = stdlib::is_empty(string(file_path)) ? string("noltide"_t) : concat("noltide - "_t, string(file_path));
-    if (self->dirty()) title = concat(title, " *"_t);
-    self->set_title(title);
+    if (dirty()) title = concat(title, " *"_t);
+    set_title(title);
 }
 
 void EditWin::layout_contents() {
@@ -79,8 +76,7 @@ void EditWin::layout_contents() {
 string EditWin::path() { return string(file_path); }
 
 bool EditWin::dirty() {
-    Root<kestrum::TextArea> text(area);
-    return !stdlib::equals(text->text(), string(saved_text));
+    return !stdlib::equals(area->text(), string(saved_text));
 }
 
 bool EditWin::saved_once() { return was_saved; }
@@ -88,63 +84,57 @@ bool EditWin::saved_once() { return was_saved; }
 bool EditWin::read_only() { return path_read_only(string(file_path)); }
 
 bool EditWin::save() {
-    Root<EditWin> self(this);
     string target(file_path);
     if (stdlib::is_empty(target)) return false;
-    string text = Root<kestrum::TextArea>(area)->text();
+    string text = area->text();
     if (!stdlib::writeFile(target, text).is_ok()) return false;
-    self->saved_text = text;
-    self->was_saved = true;
+    saved_text = text;
+    was_saved = true;
     return true;
 }
 
 void EditWin::set_path(const string& path) {
-    Root<EditWin> self(this);
-    self->file_path = path;
-    Root<kestrum::TextArea>(area)->set_syntax(syntax_lang_for(path));
-    self->sync_title();
+    file_path = path;
+    area->set_syntax(syntax_lang_for(path));
+    sync_title();
 }
 
 string EditWin::selected_text() {
-    return Root<kestrum::TextArea>(area)->selected_text().unwrap_or(stdlib::empty_string());
+    return area->selected_text().unwrap_or(stdlib::empty_string());
 }
 
-void EditWin::select_all() { Root<kestrum::TextArea>(area)->select_all(); }
-void EditWin::delete_selection() { Root<kestrum::TextArea>(area)->delete_selection(); }
-void EditWin::paste(const string& text) { Root<kestrum::TextArea>(area)->paste(text); }
-void EditWin::set_line_numbers(bool on) { Root<kestrum::TextArea>(area)->set_line_numbers(on); }
+void EditWin::select_all() { area->select_all(); }
+void EditWin::delete_selection() { area->delete_selection(); }
+void EditWin::paste(const string& text) { area->paste(text); }
+void EditWin::set_line_numbers(bool on) { area->set_line_numbers(on); }
 
 string EditWin::status_left() {
-    Root<EditWin> self(this);
     string shown = stdlib::is_empty(string(file_path)) ? string("untitled"_t) : string(file_path);
-    return concat(shown, status_file_flags(self->read_only(), self->dirty(), self->was_saved));
+    return concat(shown, status_file_flags(read_only(), dirty(), was_saved));
 }
 
 string EditWin::status_right() {
-    Root<kestrum::TextArea> text(area);
-    string s = concat(stdlib::to_string(text->line_count), " lines  "_t);
-    s = concat(concat(s, stdlib::to_string(text->caret_line + 1)), ":"_t);
-    s = concat(concat(s, stdlib::to_string(text->caret_col + 1)), "  "_t);
-    return concat(s, text->overwrite ? "OVR"_t : "INS"_t);
+    string s = concat(stdlib::to_string(area->line_count), " lines  "_t);
+    s = concat(concat(s, stdlib::to_string(area->caret_line + 1)), ":"_t);
+    s = concat(concat(s, stdlib::to_string(area->caret_col + 1)), "  "_t);
+    return concat(s, area->overwrite ? "OVR"_t : "INS"_t);
 }
 
 string EditWin::line_before_caret() {
-    Root<kestrum::TextArea> text(area);
-    string line = text->line_or(text->caret_line, stdlib::empty_string());
-    if (text->caret_col < 1) return stdlib::empty_string();
-    int32_t end = kestrum::cp_to_byte(line, text->caret_col);
+    string line = area->line_or(area->caret_line, stdlib::empty_string());
+    if (area->caret_col < 1) return stdlib::empty_string();
+    int32_t end = kestrum::cp_to_byte(line, area->caret_col);
     return end >= stdlib::length(line) ? line : stdlib::substring(line, 0, end);
 }
 
 void EditWin::insert_end_block(const Opener& opener) {
     if (!opener.found) return;
-    Root<kestrum::TextArea> text(area);
-    int32_t at = text->caret_line;
-    if (already_present(text->line_or(at + 1, stdlib::empty_string()), opener)) return;
+    int32_t at = area->caret_line;
+    if (already_present(area->line_or(at + 1, stdlib::empty_string()), opener)) return;
     string closing = end_line(opener);
     if (stdlib::is_empty(closing)) return;
-    text->paste(concat("\n"_t, closing));
-    text->set_caret(at, 0);
+    area->paste(concat("\n"_t, closing));
+    area->set_caret(at, 0);
 }
 
 int32_t syntax_lang_for(const string& path) {

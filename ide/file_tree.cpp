@@ -39,12 +39,10 @@ void FileTreeWin::draw(const Root<kestrum::CellBuffer>& buf, Rect bounds, Rect c
 }
 
 EventResult FileTreeWin::handle_event(const Event& ev) {
-    Root<FileTreeWin> self(this);
-    EventResult result = self->Window::handle_event(ev);
-    Root<kestrum::ListBox> rows(self->list);
-    if (rows->activate) {
-        rows->clear_activate();
-        return self->activate_selection() ? kestrum::event_command(CMD_OPEN_TREE_FILE) : kestrum::event_handled();
+    EventResult result = Window::handle_event(ev);
+    if (list->activate) {
+        list->clear_activate();
+        return activate_selection() ? kestrum::event_command(CMD_OPEN_TREE_FILE) : kestrum::event_handled();
     }
     if (result.command == CMD_REFRESH_TREE) return kestrum::event_command(CMD_REFRESH_TREE);
     return result;
@@ -66,27 +64,24 @@ void FileTreeWin::layout_contents() {
 }
 
 void FileTreeWin::clear_list() {
-    Root<FileTreeWin> self(this);
-    Root<kestrum::ListBox>(self->list)->clear();
-    self->root = stdlib::empty_string();
-    self->pending_path = stdlib::empty_string();
-    Root<kestrum::Label>(self->count_label)->set_text(stdlib::empty_string());
-    self->set_title("Files"_t);
+    list->clear();
+    root = stdlib::empty_string();
+    pending_path = stdlib::empty_string();
+    count_label->set_text(stdlib::empty_string());
+    set_title("Files"_t);
 }
 
 void FileTreeWin::reload(const Root<Project>& project) {
-    Root<FileTreeWin> self(this);
-    Root<kestrum::ListBox> rows(self->list);
-    rows->clear();
-    self->pending_path = stdlib::empty_string();
-    if (!project || !is_open(project)) return self->clear_list();
-    self->root = string(project->root);
+    list->clear();
+    pending_path = stdlib::empty_string();
+    if (!project || !is_open(project)) return clear_list();
+    root = string(project->root);
     string_array found = Array<Member<Text>>::make(MAX_FILES);
-    int32_t count = collect_nolt_files(string(self->root), string_array(project->source_dirs), found);
-    for (int32_t i = 0; i < count; i++) rows->add_item(string(found[i]));
-    if (count > 0) rows->set_selected(0);
-    Root<kestrum::Label>(self->count_label)->set_text(convert_count(count));
-    self->set_title(stdlib::concat("Files — "_t, string(project->name)));
+    int32_t count = collect_nolt_files(string(root), string_array(project->source_dirs), found);
+    for (int32_t i = 0; i < count; i++) list->add_item(string(found[i]));
+    if (count > 0) list->set_selected(0);
+    count_label->set_text(convert_count(count));
+    set_title(stdlib::concat("Files — "_t, string(project->name)));
 }
 
 string FileTreeWin::take_pending_path() {
@@ -96,19 +91,17 @@ string FileTreeWin::take_pending_path() {
 }
 
 string FileTreeWin::selected_abs_path() {
-    Root<kestrum::ListBox> rows(list);
     string base(root);
-    if (stdlib::is_empty(base) || rows->count == 0) return stdlib::empty_string();
-    string item = rows->item_or(rows->selected, stdlib::empty_string());
+    if (stdlib::is_empty(base) || list->count == 0) return stdlib::empty_string();
+    string item = list->item_or(list->selected, stdlib::empty_string());
     if (stdlib::is_empty(item) || stdlib::is_absolute(item)) return item;
     return stdlib::join(base, item);
 }
 
 bool FileTreeWin::activate_selection() {
-    Root<FileTreeWin> self(this);
-    string path = self->selected_abs_path();
+    string path = selected_abs_path();
     if (stdlib::is_empty(path)) return false;
-    self->pending_path = path;
+    pending_path = path;
     return true;
 }
 

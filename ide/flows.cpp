@@ -4,6 +4,7 @@
 #include "ide/output_log.hpp"
 #include "ide/version.hpp"
 #include "kestrum/widgets/messagebox.hpp"
+#include "stdlib/fs/stat.hpp"
 #include "stdlib/io/console.hpp"
 #include "stdlib/io/dir.hpp"
 #include "stdlib/io/file.hpp"
@@ -87,17 +88,15 @@ void show_nth_edit(const Root<Application>& app, int32_t active) {
 string last_built_bin_path(const string& path) { return output_path_for(path); }
 
 void add_output_at(const Root<Application>& app, const string& title, const string& body, Rect bounds) {
-    if (app->desktop->visible_window_count() >= 8) {
-        box_ok(app, title, "Too many windows to show output"_t);
-        return;
-    }
-    if (bounds.w < 16 || bounds.h < 4) {
-        Rect area = app->desktop->content_rect();
-        bounds = kestrum::rect(area.x + 4, area.y + 2, kestrum::max_int(area.w - 8, 40), kestrum::max_int(area.h / 2, 10));
-    }
-    Root<OutputWin> win = OutputWin::create(bounds, title);
-    if (!stdlib::is_empty(body)) win->set_body(body);
-    app->add_window(win);
+    Rect area = app->desktop->content_rect();
+    Rect fallback =
+        kestrum::rect(area.x + 4, area.y + 2, kestrum::max_int(area.w - 8, 40), kestrum::max_int(area.h / 2, 10));
+    auto make = [&](Rect at) {
+        Root<OutputWin> win = OutputWin::create(at, title);
+        if (!stdlib::is_empty(body)) win->set_body(body);
+        return win;
+    };
+    if (!place_window(app, bounds, fallback, false, make)) box_ok(app, title, "Too many windows to show output"_t);
 }
 
 void show_output(const Root<Application>& app, const string& title, const string& body) {
@@ -282,6 +281,32 @@ Root<Project> do_close_project(const Root<Application>& app, const Root<Project>
     apply_project_chrome(app, p);
     app->set_status("ready"_t);
     return p;
+}
+
+Root<Project> open_start_path(const Root<Application>& app, const string& path) {
+    Root<Project> project = empty_project();
+    if (stdlib::is_empty(path)) {
+        string toml = cwd_toml_path();
+        if (stdlib::is_empty(toml)) {
+            string last = load_last_root(session_file_path());
+            if (!stdlib::is_empty(last)) toml = resolve_toml_path(last);
+        }
+        if (!stdlib::is_empty(toml)) project = open_project_with_session(app, toml, project, true);
+        if (!is_open(project)) app->set_status("ready"_t);
+    } else if (stdlib::is_directory(path)) {
+        app->set_status("ready"_t);
+        box_ok(app, "Open"_t, stdlib::concat("Cannot open a directory: "_t, path));
+    } else if (is_nolt_source(path)) {
+        add_edit(app, path);
+    } else if (is_nolt_toml_arg(path)) {
+        project = open_project_with_session(app, resolve_toml_path(path), project, false);
+    } else if (stdlib::fileExists(path)) {
+        add_edit(app, path);
+    } else {
+        app->set_status("ready"_t);
+        box_ok(app, "Open"_t, stdlib::concat("Not found: "_t, path));
+    }
+    return project;
 }
 
 }  // namespace ide

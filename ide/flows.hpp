@@ -10,7 +10,7 @@ namespace ide {
 
 // Where a single file's binary stands: the source path without its extension.
 string last_built_bin_path(const string& path);
-// A new output window with the report; refused with a box when eight windows are visible.
+// A new output window with the report; refused with a box when the desktop is full.
 void add_output_at(const Root<Application>& app, const string& title, const string& body, kestrum::Rect bounds);
 // Appends the report to the window of that title, showing it again, or creates it.
 void show_output(const Root<Application>& app, const string& title, const string& body);
@@ -37,5 +37,8 @@ Root<Project> open_project_with_session(const Root<Application>& app, const stri
                                         const Root<Project>& current, bool quiet);
 Root<Project> do_open_project(const Root<Application>& app, const Root<Project>& project);
 Root<Project> do_close_project(const Root<Application>& app, const Root<Project>& project);
+// The path given on the command line: a directory or a missing file is refused in a box, a project
+// file opens its project. With no path, the project of the working directory or the last one used.
+Root<Project> open_start_path(const Root<Application>& app, const string& path);
 
 }  // namespace ide

@@ -33,10 +33,9 @@ void OutputWin::draw(const Root<kestrum::CellBuffer>& buf, Rect bounds, Rect cli
 }
 
 EventResult OutputWin::handle_event(const Event& ev) {
-    Root<OutputWin> self(this);
-    EventResult result = self->Window::handle_event(ev);
+    EventResult result = Window::handle_event(ev);
     if (result.command != CMD_CLEAR_OUTPUT) return result;
-    self->clear_log();
+    clear_log();
     return kestrum::event_handled();
 }
 
@@ -53,25 +52,21 @@ void OutputWin::layout_contents() {
     clear_button->bounds = rect(0, text_h + 1, 12, 1);
 }
 
-void OutputWin::clear_log() { Root<kestrum::TextArea>(area)->set_text(stdlib::empty_string()); }
+void OutputWin::clear_log() { area->set_text(stdlib::empty_string()); }
 
 void OutputWin::set_body(const string& text) {
-    Root<OutputWin> self(this);
-    Root<kestrum::TextArea>(area)->set_text(trim_oldest_lines(text, effective_log_max()));
-    self->scroll_to_end();
+    area->set_text(trim_oldest_lines(text, effective_log_max()));
+    scroll_to_end();
 }
 
 void OutputWin::append_chunk(const string& text) {
-    Root<OutputWin> self(this);
-    Root<kestrum::TextArea> log(area);
     string marker = concat(concat("--- "_t, string(title)), " ---"_t);
-    log->set_text(append_capped(log->text(), text, marker, effective_log_max()));
-    self->scroll_to_end();
+    area->set_text(append_capped(area->text(), text, marker, effective_log_max()));
+    scroll_to_end();
 }
 
 void OutputWin::scroll_to_end() {
-    Root<kestrum::TextArea> log(area);
-    log->set_caret(kestrum::max_int(log->line_count - 1, 0), 0);
+    area->set_caret(kestrum::max_int(area->line_count - 1, 0), 0);
 }
 
 string trim_oldest_lines(const string& text, int32_t max) {

@@ -1,7 +1,6 @@
 #include "ide/project_settings.hpp"
 
 #include "ide/flows.hpp"
-#include "kestrum/widgets/label.hpp"
 #include "stdlib/encoding/toml.hpp"
 #include "stdlib/fs/stat.hpp"
 #include "stdlib/io/file.hpp"
@@ -166,14 +165,13 @@ using kestrum::rect;
 
 namespace {
 
-using InputField = Member<InputLine> ProjectSettingsWin::*;
-using TextField = Member<Text> ProjectSettingsWin::*;
-constexpr InputField INPUTS[ProjectSettingsWin::FIELD_COUNT] = {
-    &ProjectSettingsWin::name_input, &ProjectSettingsWin::entry_input, &ProjectSettingsWin::output_input,
-    &ProjectSettingsWin::output_dir_input, &ProjectSettingsWin::source_dirs_input};
-constexpr TextField BASELINES[ProjectSettingsWin::FIELD_COUNT] = {
-    &ProjectSettingsWin::baseline_name, &ProjectSettingsWin::baseline_entry, &ProjectSettingsWin::baseline_output,
-    &ProjectSettingsWin::baseline_output_dir, &ProjectSettingsWin::baseline_source_dirs};
+constexpr InputRows<ProjectSettingsWin, ProjectSettingsWin::FIELD_COUNT> ROWS = {
+    {&ProjectSettingsWin::name_input, &ProjectSettingsWin::entry_input, &ProjectSettingsWin::output_input,
+     &ProjectSettingsWin::output_dir_input, &ProjectSettingsWin::source_dirs_input},
+    {&ProjectSettingsWin::baseline_name, &ProjectSettingsWin::baseline_entry, &ProjectSettingsWin::baseline_output,
+     &ProjectSettingsWin::baseline_output_dir, &ProjectSettingsWin::baseline_source_dirs},
+    0,
+    false};
 enum Row { NAME_ROW, ENTRY_ROW, OUTPUT_ROW, OUTPUT_DIR_ROW, SOURCE_DIRS_ROW };
 
 // The input's text trimmed, or `fallback` when that is empty.
@@ -226,100 +224,53 @@ Root<ProjectSettingsWin> ProjectSettingsWin::create(const Root<Project>& project
     const string labels[FIELD_COUNT] = {"Name"_t, "Entry"_t, "Output"_t, "Output dir"_t, "Source dirs"_t};
     const string values[FIELD_COUNT] = {project->name, project->entry, project->output, project->output_dir,
                                         source_dirs_csv(project->source_dirs)};
-    for (int32_t row = 0; row < FIELD_COUNT; row++) {
-        win->add(runtime::make<kestrum::Label>(rect(0, 2 * row, label_w, 1), labels[row]));
-        Root<InputLine> input = InputLine::create(rect(label_w + 1, 2 * row, 40, 1), max_field_len, values[row]);
-        win.get()->*INPUTS[row] = input;
-        win.get()->*BASELINES[row] = input->text;  // as shown, so that a new window is clean
-        win->add(input);
-    }
+    add_input_rows(*win, ROWS, labels, values, 40);
     win->add_apply_cancel(rect(36, 12, 10, 1), rect(47, 12, 10, 1), CMD_APPLY);
     return win;
 }
 
-Root<InputLine> ProjectSettingsWin::input(int32_t row) { return this->*INPUTS[row]; }
+Root<InputLine> ProjectSettingsWin::input(int32_t row) { return this->*ROWS.inputs[row]; }
 
 void ProjectSettingsWin::sync_dirty_from_fields() {
-    bool same = true;
-    for (int32_t row = 0; row < FIELD_COUNT; row++)
-        same = same && stdlib::equals(input(row)->text, this->*BASELINES[row]);
-    if (same) dirty->clear();
+    if (inputs_unchanged(*this, ROWS)) dirty->clear();
     else dirty->mark();
 }
 
 void ProjectSettingsWin::layout_contents() {
-    Root<ProjectSettingsWin> self(this);
-    Root<kestrum::FormGrid> grid = self->lay_out_chrome(10, label_w);
-    if (self->child_count() < 2 * FIELD_COUNT + 2) return;
-    for (int32_t row = 0; row < FIELD_COUNT; row++) {
-        self->child(2 * row)->bounds = grid->label_rect(row);
-        self->child(2 * row + 1)->bounds = grid->field_rect(row);
-    }
+    Root<kestrum::FormGrid> grid = lay_out_chrome(10, label_w);
+    if (child_count() >= 2 * FIELD_COUNT + 2) lay_out_input_rows(*this, ROWS, grid);
 }
 
 bool ProjectSettingsWin::apply_to_disk() {
-    Root<ProjectSettingsWin> self(this);
     string values[FIELD_COUNT];
     for (int32_t row = NAME_ROW; row < SOURCE_DIRS_ROW; row++) {
-        values[row] = stdlib::trim_ws(self->input(row)->text);
+        values[row] = stdlib::trim_ws(input(row)->text);
         if (stdlib::is_empty(values[row])) return false;
     }
     string_array dirs = alloc_source_dirs();
-    int32_t count = read_source_dirs(self->input(SOURCE_DIRS_ROW), dirs);
+    int32_t count = read_source_dirs(input(SOURCE_DIRS_ROW), dirs);
     if (!save_nolt_toml(string(toml_path), values[NAME_ROW], values[ENTRY_ROW], values[OUTPUT_ROW],
                         values[OUTPUT_DIR_ROW], dirs, count))
         return false;
     values[SOURCE_DIRS_ROW] = source_dirs_csv(dirs);
-    for (int32_t row = 0; row < FIELD_COUNT; row++) {
-        self.get()->*BASELINES[row] = values[row];
-        self->input(row)->set_text(values[row]);
-    }
-    self->dirty->clear();
-    self->sync_title();
+    show_input_values(*this, ROWS, values);
+    dirty->clear();
+    sync_title();
     return true;
 }
 
 Root<Project> ProjectSettingsWin::project_from_fields(const Root<Project>& old) {
-    Root<ProjectSettingsWin> self(this);
     Root<Project> project = runtime::make<Project>();
     project->root = old->root;
     project->version = old->version;
-    project->name = trimmed_or(self->input(NAME_ROW), old->name);
-    project->entry = trimmed_or(self->input(ENTRY_ROW), old->entry);
-    project->output = trimmed_or(self->input(OUTPUT_ROW), project->name);
-    project->output_dir = trimmed_or(self->input(OUTPUT_DIR_ROW), "build"_t);
+    project->name = trimmed_or(input(NAME_ROW), old->name);
+    project->entry = trimmed_or(input(ENTRY_ROW), old->entry);
+    project->output = trimmed_or(input(OUTPUT_ROW), project->name);
+    project->output_dir = trimmed_or(input(OUTPUT_DIR_ROW), "build"_t);
     string_array dirs = alloc_source_dirs();
-    read_source_dirs(self->input(SOURCE_DIRS_ROW), dirs);
+    read_source_dirs(input(SOURCE_DIRS_ROW), dirs);
     project->source_dirs = dirs;
     return project;
-}
-
-// ---- The modal run ---------------------------------------------------------------------------
-
-void open_settings_modal(const Root<Application>& app, const Root<kestrum::SettingsWindow>& win) {
-    kestrum::Rect area = app->desktop->content_rect();
-    win->set_bounds(rect(area.x + 2, area.y + 1, kestrum::min_int(win->bounds.w, area.w),
-                         kestrum::min_int(win->bounds.h, area.h)));
-    win->layout_contents();
-    app->modal_push(win);
-}
-
-bool next_settings_apply(const Root<Application>& app, const Root<kestrum::SettingsWindow>& win,
-                         int32_t apply_command) {
-    while (app->running && app->is_open && app->has_modal()) {
-        int32_t cmd = app->modal_poll();
-        if (cmd == kestrum::CMD_NONE) continue;
-        if (cmd == apply_command) return true;
-        win->sync_dirty_from_fields();
-        if (win->is_dirty() &&
-            !kestrum::may_close(true, app->message_box(kestrum::discard_title(), kestrum::discard_text(),
-                                                       kestrum::discard_kind())))
-            continue;
-        app->modal_pop();
-        if (cmd == kestrum::CMD_QUIT) app->quit();
-        return false;
-    }
-    return false;
 }
 
 Root<Project> do_project_settings(const Root<Application>& app, const Root<Project>& project) {

@@ -1,12 +1,9 @@
 // The project settings window: a modal form for the five values of the open project that a user
 // may change (name, entry file, binary name, binary directory, source directories), and the
 // writer that puts them back into nolt.toml in place, every other line of the file kept as it was.
-// Also the modal run that both settings windows share.
 #pragma once
 #include "ide/project.hpp"
-#include "kestrum/desktop.hpp"
-#include "kestrum/widgets/inputline.hpp"
-#include "kestrum/widgets/settingschrome.hpp"
+#include "ide/settings_form.hpp"
 
 namespace ide {
 
@@ -75,17 +72,6 @@ string surgical_update(const string& text, const string& name, const string& ent
 // write.
 bool save_nolt_toml(const string& toml_path, const string& name, const string& entry, const string& output,
                     const string& output_dir, const string_array& dirs, int32_t dir_count);
-
-// ---- The modal run of a settings window --------------------------------------------------------
-
-// Shows `win` modally at the top left of the desktop's content area, moved by (2, 1), its size
-// lowered to that area's.
-void open_settings_modal(const Root<Application>& app, const Root<kestrum::SettingsWindow>& win);
-// Polls the modal loop until `apply_command` comes (true) or the window has gone (false). Every
-// other ending command closes the window, a dirty one only after a yes to "Discard changes?";
-// Quit then ends the application too.
-bool next_settings_apply(const Root<Application>& app, const Root<kestrum::SettingsWindow>& win,
-                         int32_t apply_command);
 
 // CMD_PROJECT_SETTINGS: with no project open only a box says so. The result is the project that
 // holds afterwards: the last one applied, or `project`. Each successful apply shows the new project

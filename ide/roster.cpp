@@ -46,22 +46,14 @@ string ask_path(const Root<Application>& app, const string& title, const string&
 }
 
 void add_edit_at(const Root<Application>& app, const string& path, Rect bounds, bool maximized) {
-    Root<kestrum::Desktop> desktop(app->desktop);
-    if (desktop->visible_window_count() >= 8) {
+    Rect area = app->desktop->content_rect();
+    int32_t n = app->desktop->visible_window_count();
+    Rect fallback = kestrum::rect(area.x + 2 + n * 2, area.y + n, kestrum::max_int(area.w - 6, 40),
+                                  kestrum::max_int(area.h - 3, 12));
+    if (!place_window(app, bounds, fallback, maximized, [&](Rect) { return EditWin::create(path, true); })) {
         box_ok(app, "Windows"_t, "Too many windows"_t);
         return;
     }
-    Root<EditWin> ed = EditWin::create(path, true);
-    Rect area = desktop->content_rect();
-    if (bounds.w < 16 || bounds.h < 4) {
-        int32_t n = desktop->visible_window_count();
-        bounds = kestrum::rect(area.x + 2 + n * 2, area.y + n, kestrum::max_int(area.w - 6, 40),
-                               kestrum::max_int(area.h - 3, 12));
-    }
-    ed->set_bounds(bounds);
-    if (maximized) ed->maximize(area);
-    ed->layout_contents();
-    app->add_window(ed);
     app->set_status(stdlib::is_empty(path) ? string("untitled"_t) : path);
 }
 
@@ -89,9 +81,8 @@ bool save_edit(const Root<Application>& app, const Root<EditWin>& ed) {
 
 bool confirm_close_edit(const Root<Application>& app, int32_t idx) {
     if (idx < 0) return false;
-    Root<kestrum::Desktop> desktop(app->desktop);
     if (!is_edit_at(app, idx) || !edit_at(app, idx)->dirty()) {
-        desktop->close_window_at(idx);
+        app->desktop->close_window_at(idx);
         app->set_dirty();
         return true;
     }
@@ -99,7 +90,7 @@ bool confirm_close_edit(const Root<Application>& app, int32_t idx) {
     int32_t answer = app->message_box("Close"_t, save_prompt(ed), kestrum::messagebox_kind_yes_no_cancel());
     if (answer == kestrum::CMD_CANCEL) return false;
     if (answer == kestrum::CMD_YES && !save_edit(app, ed)) return false;
-    desktop->close_window_at(idx);
+    app->desktop->close_window_at(idx);
     app->set_dirty();
     return true;
 }
@@ -158,12 +149,12 @@ void ensure_file_tree(const Root<Application>& app, const Root<Project>& project
         app->show_window_at(idx);
         return;
     }
-    if (app->desktop->visible_window_count() >= 8) return;
-    Root<FileTreeWin> tree = FileTreeWin::create();
-    tree->set_bounds(default_file_tree_bounds(app));
-    tree->layout_contents();
-    tree->reload(project);
-    app->add_window(tree);
+    Rect at = default_file_tree_bounds(app);
+    place_window(app, at, at, false, [&](Rect) {
+        Root<FileTreeWin> tree = FileTreeWin::create();
+        tree->reload(project);
+        return tree;
+    });
 }
 
 void close_edits_silent(const Root<Application>& app) {

@@ -15,7 +15,21 @@ void box_ok(const Root<Application>& app, const string& title, const string& tex
 string cwd_or_empty();
 // The chosen path from a modal file requester, or the empty text.
 string ask_path(const Root<Application>& app, const string& title, const string& start);
-// A new edit window, unless eight windows are visible; bounds below 16 by 4 give the default.
+// Shows the window that `make(at)` gives as the new active one, at `at`: `bounds`, or `fallback`
+// when `bounds` is under 16 by 4; maximised if asked. While MAX_DESKTOP_WINDOWS windows are
+// visible nothing is made and the result is false.
+template <class Make>
+bool place_window(const Root<Application>& app, kestrum::Rect bounds, kestrum::Rect fallback, bool maximized,
+                  Make make) {
+    if (app->desktop->visible_window_count() >= kestrum::MAX_DESKTOP_WINDOWS) return false;
+    kestrum::Rect at = bounds.w < 16 || bounds.h < 4 ? fallback : bounds;
+    Root<kestrum::Window> win = make(at);
+    win->set_bounds(at);
+    if (maximized) win->maximize(app->desktop->content_rect());
+    app->add_window(win);
+    return true;
+}
+// A new edit window, unless the desktop is full; bounds below 16 by 4 give the default.
 void add_edit_at(const Root<Application>& app, const string& path, kestrum::Rect bounds, bool maximized);
 // A maximised edit window.
 void add_edit(const Root<Application>& app, const string& path);

@@ -2,7 +2,7 @@
 // theme's name, the output windows' line limit). Apply saves settings.toml and the window stays
 // open; the modal run also puts the new theme and the end-block switch to work at once.
 #pragma once
-#include "ide/project_settings.hpp"
+#include "ide/settings_form.hpp"
 #include "ide/user_prefs.hpp"
 #include "kestrum/widgets/checkbox.hpp"
 
