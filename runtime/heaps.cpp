@@ -184,8 +184,9 @@ void race_delay() {
 }
 
 // The walk shared by all allocators: trigger, find or grow, header, zeroing, in-flight slot.
+// Objects get an owner stamp, arrays none.
 void* allocate(const char* who, uint64_t size, const nolt_type* type, uint32_t flags, uint64_t array_length,
-               uint64_t zero_bytes) {
+               uint64_t zero_bytes, bool stamp) {
     // The mark phase takes a larger header for a corrupt one and would not keep such a block alive.
     if (size > kMaxMarkableBlock) nolt_heaps_oom_abort(who, size);
     if (collection_allowed()) {
@@ -224,7 +225,7 @@ void* allocate(const char* who, uint64_t size, const nolt_type* type, uint32_t f
     memset(reference, 0, zero_bytes);
     __nolt_gc_inflight = reference;
     unlock_alloc();
-    nolt_owner_stamp(reference);
+    if (stamp) nolt_owner_stamp(reference);
     race_delay();
     return reference;
 }
@@ -240,7 +241,7 @@ void* new_object(const char* who, const nolt_type* type, uint32_t flags) {
         return nullptr;
     }
     uint64_t size = (type->size + 111) & ~(uint64_t)63;
-    return allocate(who, size, type, flags, 0, type->size);
+    return allocate(who, size, type, flags, 0, type->size, true);
 }
 
 void* new_array(const char* who, uint64_t element_size, uint64_t count, const nolt_type* type, uint32_t flags) {
@@ -254,7 +255,7 @@ void* new_array(const char* who, uint64_t element_size, uint64_t count, const no
         bytes > UINT64_MAX - 111)
         nolt_heaps_size_abort((int64_t)count, element_size);
     uint64_t size = (bytes + 111) & ~(uint64_t)63;
-    return allocate(who, size, type, flags, count, bytes);
+    return allocate(who, size, type, flags, count, bytes, false);
 }
 
 }  // namespace

@@ -224,6 +224,7 @@ TEST(Objects, OwnerHarnessRefusesAccessFromElsewhere) {
     boot();
     Root<Shared> old = make_shared_object(), ao = make_shared_object(), other = make_shared_object();
     EXPECT_HARNESS_DEATH(nolt_owner_probe_read(old.get()), "read: object has no owner stamp");
+    EXPECT_HARNESS_DEATH(nolt_owner_probe_read(nolt_heaps_new_array(1, 8)), "read: object has no owner stamp");
     EXPECT_HARNESS_DEATH(
         {
             Root<Shared> mine = make_shared_object();  // stamped by this thread outside any active object
