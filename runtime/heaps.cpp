@@ -44,6 +44,9 @@ uint64_t current_mark_value;
 nolt_gc_stats gc_stats;
 bool gc_disabled;
 bool warned_noop;
+uint64_t owner_token;
+bool owner_revoked;
+__thread uint64_t my_token = ~0ull;
 
 namespace {
 
@@ -54,6 +57,8 @@ nolt_platform_mutex* memory_lock;
 nolt_region* memory_block_tail;
 uint64_t region_size;  // 0 until the first expansion reads it
 uint32_t free_mask;    // bit c is set while free_lists[c] is not empty
+
+uint64_t tokens_issued;
 
 // Thread registration.
 nolt_platform_mutex* nolt_heaps_gc_mutex;
@@ -71,6 +76,21 @@ bool collection_allowed() {
 }
 
 }  // namespace
+
+// The stop waits until the owner is outside its lock-free path; after it the owner takes the lock
+// like everyone else.
+void revoke_ownership() {
+    nolt_machine_lock_acquire(gc_lock);
+    lock_alloc();
+    owner_revoked = true;
+    if (owner_token && owner_token != my_token) {
+        nolt_objects_suspend_activities();
+        owner_token = 0;
+        nolt_objects_resume_activities();
+    }
+    unlock_alloc();
+    nolt_machine_lock_release(gc_lock);
+}
 
 void fatal_write(const char* text) {
     nolt_platform_before_fatal();
@@ -132,7 +152,8 @@ void split_block(nolt_block* block, uint64_t size) {
 
 namespace {
 
-nolt_block* find_free_block(uint64_t size) {
+// First fit over the free lists, from the class of `size` upward.
+nolt_block* take_listed_block(uint64_t size) {
     int first = nolt_heaps_size_class(size);
     if (sw.debug_alloc) printf("[Alloc] Looking for block size %zu, class %d\n", (size_t)size, first);
     for (uint32_t classes = free_mask >> first << first; classes; classes &= classes - 1) {
@@ -148,6 +169,11 @@ nolt_block* find_free_block(uint64_t size) {
             return b;
         }
     }
+    return nullptr;
+}
+
+nolt_block* find_free_block(uint64_t size) {
+    if (nolt_block* listed = take_listed_block(size)) return listed;
     if (sw.debug_alloc) printf("[Alloc] No suitable block in free lists, trying lazy sweep for size %zu\n", (size_t)size);
     nolt_block* swept = lazy_sweep(size);
     if (swept && sw.debug_alloc)
@@ -183,35 +209,14 @@ void race_delay() {
     if (sw.race_delay_us) nolt_platform_sleep_us((int64_t)sw.race_delay_us);
 }
 
-// The walk shared by all allocators: trigger, find or grow, header, zeroing, in-flight slot.
-// Objects get an owner stamp, arrays none.
-void* allocate(const char* who, uint64_t size, const nolt_type* type, uint32_t flags, uint64_t array_length,
-               uint64_t zero_bytes, bool stamp) {
-    // The mark phase takes a larger header for a corrupt one and would not keep such a block alive.
-    if (size > kMaxMarkableBlock) nolt_heaps_oom_abort(who, size);
-    if (collection_allowed()) {
-        if (__atomic_load_n(&bytes_allocated_since_last_gc, __ATOMIC_RELAXED) >= gc_trigger_threshold) nolt_heaps_gc();
-        else if (sw.torture && !holds_alloc_lock()) nolt_heaps_gc();
-    }
-    lock_alloc();
-    nolt_block* block = find_free_block(size);
-    if (!block && collection_allowed()) {
-        unlock_alloc();
-        nolt_heaps_gc();
-        lock_alloc();
-        block = find_free_block(size);
-    }
-    if (!block) {
-        if (sw.debug_alloc) printf("[Alloc] No free block found, expanding heap for size %zu\n", (size_t)size);
-        block = allocate_from_region(size);
-        if (!block) {
-            unlock_alloc();
-            nolt_heaps_oom_abort(who, size);
-        }
-    }
+// Counts a block just taken, writes its header and zeroes its payload; the new block counts as
+// reached in the present cycle.
+void* init_block(nolt_block* block, uint64_t size, const nolt_type* type, uint32_t flags, uint64_t array_length,
+                 uint64_t zero_bytes) {
     gc_stats.total_allocated += size;
     gc_stats.live_bytes += size;
-    __atomic_fetch_add(&bytes_allocated_since_last_gc, size, __ATOMIC_RELAXED);
+    // Every writer excludes the others (the lock, or the lock-free owner alone), so no atomic add.
+    __atomic_store_n(&bytes_allocated_since_last_gc, bytes_allocated_since_last_gc + size, __ATOMIC_RELAXED);
     if (sw.debug_alloc)
         printf("[Alloc] Initializing block at %p, existing size=%zu, requested size=%zu\n", (void*)block,
                (size_t)block->block_size, (size_t)size);
@@ -224,7 +229,70 @@ void* allocate(const char* who, uint64_t size, const nolt_type* type, uint32_t f
     void* reference = payload(block);
     memset(reference, 0, zero_bytes);
     __nolt_gc_inflight = reference;
-    unlock_alloc();
+    return reference;
+}
+
+// The lock-free path, for the one thread that owns the heap while no other has allocated: a
+// block straight off the free lists, in a section that a stop waits for. Null when the lists
+// cannot serve the request.
+void* allocate_owned(uint64_t size, const nolt_type* type, uint32_t flags, uint64_t array_length, uint64_t zero_bytes) {
+    nolt_platform_no_stop_begin();
+    nolt_block* block = take_listed_block(size);
+    void* reference = block ? init_block(block, size, type, flags, array_length, zero_bytes) : nullptr;
+    nolt_platform_no_stop_end();
+    return reference;
+}
+
+// Makes this thread the owner if no thread owns the heap yet and it can be stopped. With the
+// allocation lock held.
+void claim_ownership() {
+    if (owner_revoked || owner_token || nolt_heaps_is_forked_child || sw.debug_alloc || !nolt_objects_current_process())
+        return;
+    owner_token = my_token = ++tokens_issued;
+}
+
+// The allocation lock, with no other thread on the lock-free path.
+void lock_alloc_shared() {
+    lock_alloc();
+    if (owner_token && owner_token != my_token) {
+        unlock_alloc();
+        revoke_ownership();
+        lock_alloc();
+    }
+}
+
+// The walk shared by all allocators: trigger, find or grow, header, zeroing, in-flight slot.
+// Objects get an owner stamp, arrays none.
+void* allocate(const char* who, uint64_t size, const nolt_type* type, uint32_t flags, uint64_t array_length,
+               uint64_t zero_bytes, bool stamp) {
+    // The mark phase takes a larger header for a corrupt one and would not keep such a block alive.
+    if (size > kMaxMarkableBlock) nolt_heaps_oom_abort(who, size);
+    if (collection_allowed()) {
+        if (__atomic_load_n(&bytes_allocated_since_last_gc, __ATOMIC_RELAXED) >= gc_trigger_threshold) nolt_heaps_gc();
+        else if (sw.torture && !holds_alloc_lock()) nolt_heaps_gc();
+    }
+    void* reference = my_token == owner_token ? allocate_owned(size, type, flags, array_length, zero_bytes) : nullptr;
+    if (!reference) {
+        lock_alloc_shared();
+        nolt_block* block = find_free_block(size);
+        if (!block && collection_allowed()) {
+            unlock_alloc();
+            nolt_heaps_gc();
+            lock_alloc_shared();
+            block = find_free_block(size);
+        }
+        if (!block) {
+            if (sw.debug_alloc) printf("[Alloc] No free block found, expanding heap for size %zu\n", (size_t)size);
+            block = allocate_from_region(size);
+            if (!block) {
+                unlock_alloc();
+                nolt_heaps_oom_abort(who, size);
+            }
+        }
+        reference = init_block(block, size, type, flags, array_length, zero_bytes);
+        claim_ownership();
+        unlock_alloc();
+    }
     if (stamp) nolt_owner_stamp(reference);
     race_delay();
     return reference;
@@ -359,6 +427,8 @@ void nolt_heaps_init(void) {
     sweep_block_adr = nullptr;
     gc_trigger_threshold = kInitialThreshold;
     current_mark_value = 0;
+    owner_token = 0;
+    owner_revoked = false;
     heap_initialized = true;
     if (sw.verbose) fprintf(stderr, "[Heaps] Initialized\n");
 }
@@ -508,6 +578,11 @@ void nolt_heaps_register_thread(void) {
 }
 
 void nolt_heaps_unregister_thread(void) {
+    if (heap_initialized && my_token == owner_token) {
+        lock_alloc();
+        owner_token = 0;  // another thread may own the heap now
+        unlock_alloc();
+    }
     nolt_platform_mutex_lock(nolt_heaps_gc_mutex);
     if (gc_thread_count > 0) gc_thread_count--;
     nolt_platform_mutex_unlock(nolt_heaps_gc_mutex);
@@ -524,6 +599,7 @@ int32_t nolt_heaps_gc_thread_count(void) {
 
 void nolt_heaps_atfork_prepare(void) {
     if (!heap_initialized) return;
+    if (my_token != owner_token) revoke_ownership();  // no other thread on the lock-free path
     nolt_machine_lock_acquire(gc_lock);
     lock_alloc();
 }
@@ -551,6 +627,8 @@ void nolt_heaps_atfork_child(void) {
     nolt_heaps_gc_mutex = nolt_platform_mutex_create();
     gc_thread_count = 0;
     nolt_heaps_is_forked_child = true;
+    owner_revoked = true;  // the one thread left keeps its lock-free path if it had it
+    if (owner_token != my_token) owner_token = 0;
     warned_noop = false;
 }
 

@@ -333,6 +333,10 @@ void nolt_heaps_gc(void) {
     __atomic_add_fetch(&current_mark_value, 1, __ATOMIC_SEQ_CST);
     __nolt_gc_inflight = nullptr;
     nolt_objects_suspend_activities();
+    if (owner_token && owner_token != my_token) {
+        owner_token = 0;  // another thread collects: the owner's lock-free path ends here
+        owner_revoked = true;
+    }
     gc_stats.marked = 0;
     gc_stats.swept = 0;
     marked_live_bytes = 0;
@@ -447,6 +451,7 @@ nolt_gc_stats* nolt_heaps_get_gc_stats(void) { return &gc_stats; }
 bool nolt_heaps_sweep_epoch_clean(void) { return sweep_epoch_clean && sweep_mark_value == current_mark_value; }
 
 int64_t nolt_heaps_test_lazy_sweep_probe(uint64_t size) {
+    revoke_ownership();
     lock_alloc();
     uint64_t before = gc_stats.sweep_blocks;
     if (nolt_block* block = lazy_sweep(size)) add_to_free_list(block);
@@ -456,6 +461,7 @@ int64_t nolt_heaps_test_lazy_sweep_probe(uint64_t size) {
 }
 
 void nolt_heaps_sweep_all(void) {
+    revoke_ownership();
     nolt_machine_lock_acquire(gc_lock);
     lock_alloc();
     sweep_all_locked();

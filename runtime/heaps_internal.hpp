@@ -60,6 +60,14 @@ extern GlobalRoot* global_root_list_head;
 
 extern __thread bool in_finalizer;
 
+// The lock-free allocation path belongs to at most one thread: the one whose my_token equals
+// owner_token (0 while none). Once another thread needs the heap, no thread owns it again.
+extern uint64_t owner_token;
+extern bool owner_revoked;
+extern __thread uint64_t my_token;
+// Ends another thread's lock-free path, stopping it first; takes and releases both locks.
+void revoke_ownership();
+
 inline uint64_t round_up(uint64_t value, uint64_t unit) { return (value + unit - 1) / unit * unit; }
 inline uint64_t now_us() { return nolt_machine_timer_to_us(nolt_machine_get_timer()); }
 
