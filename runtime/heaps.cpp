@@ -125,7 +125,7 @@ void clear_free_lists() {
 }
 
 void add_to_free_list(nolt_block* block) {
-    int cls = nolt_heaps_size_class(block->block_size);
+    int cls = size_class(block->block_size);
     if (sw.debug_alloc) {
         int seen = 0;
         for (nolt_block* b = free_lists[cls]; b && seen < 100; b = free_next(b), seen++) {
@@ -145,6 +145,7 @@ void split_block(nolt_block* block, uint64_t size) {
     if (sw.debug_alloc)
         printf("[Alloc] Splitting: keeping %zu, remainder %zu at %p\n", (size_t)size,
                (size_t)(block->block_size - size), (void*)rest);
+    __builtin_prefetch((char*)rest + 1024, 1);  // the remainder is often split again, and soon
     make_free(rest, block->block_size - size);
     block->block_size = size;
     add_to_free_list(rest);
@@ -154,7 +155,7 @@ namespace {
 
 // First fit over the free lists, from the class of `size` upward.
 nolt_block* take_listed_block(uint64_t size) {
-    int first = nolt_heaps_size_class(size);
+    int first = size_class(size);
     if (sw.debug_alloc) printf("[Alloc] Looking for block size %zu, class %d\n", (size_t)size, first);
     for (uint32_t classes = free_mask >> first << first; classes; classes &= classes - 1) {
         int cls = __builtin_ctz(classes);
@@ -454,17 +455,7 @@ void nolt_heaps_cleanup(void) {
     if (sw.verbose) fprintf(stderr, "[Heaps] Cleaned up\n");
 }
 
-int32_t nolt_heaps_size_class(uint64_t size) {
-    if (size <= 512) return size <= 64 ? 0 : (int32_t)((size - 1) / 64);
-    if (size <= 640) return 8;
-    if (size <= 768) return 9;
-    if (size <= 1024) return 10;
-    if (size <= 2048) return 11;
-    if (size <= 4096) return 12;
-    if (size <= 8192) return 13;
-    if (size <= 16384) return 14;
-    return 15;
-}
+int32_t nolt_heaps_size_class(uint64_t size) { return size_class(size); }
 
 nolt_block* nolt_heaps_free_list_head(int32_t size_class) {
     return size_class >= 0 && size_class < NOLT_FREE_LIST_COUNT ? free_lists[size_class] : nullptr;

@@ -78,6 +78,19 @@ inline bool is_dead(const nolt_block* block) {
     return block->type && !is_free(block) && block->mark < current_mark_value;
 }
 
+// The free-list class of a block or request size.
+inline int32_t size_class(uint64_t size) {
+    if (size <= 512) return size <= 64 ? 0 : (int32_t)((size - 1) / 64);
+    if (size <= 640) return 8;
+    if (size <= 768) return 9;
+    if (size <= 1024) return 10;
+    if (size <= 2048) return 11;
+    if (size <= 4096) return 12;
+    if (size <= 8192) return 13;
+    if (size <= 16384) return 14;
+    return 15;
+}
+
 inline void lock_alloc() {
     nolt_platform_mutex_lock(heap_alloc_lock);
     heap_alloc_lock_holder = nolt_platform_thread_self_id();
