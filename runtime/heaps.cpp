@@ -272,7 +272,8 @@ void* allocate(const char* who, uint64_t size, const nolt_type* type, uint32_t f
         if (__atomic_load_n(&bytes_allocated_since_last_gc, __ATOMIC_RELAXED) >= gc_trigger_threshold) nolt_heaps_gc();
         else if (sw.torture && !holds_alloc_lock()) nolt_heaps_gc();
     }
-    void* reference = my_token == owner_token ? allocate_owned(size, type, flags, array_length, zero_bytes) : nullptr;
+    bool owned = my_token == __atomic_load_n(&owner_token, __ATOMIC_RELAXED);
+    void* reference = owned ? allocate_owned(size, type, flags, array_length, zero_bytes) : nullptr;
     if (!reference) {
         lock_alloc_shared();
         nolt_block* block = find_free_block(size);
