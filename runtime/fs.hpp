@@ -111,8 +111,11 @@ int32_t nolt_fs_fsync(const char* path);
 int32_t nolt_fs_fsync_parent(const char* path);
 
 // Removes a tree depth first without following symbolic links: 0, or -1 at the first failure or
-// beyond 256 levels. Refused with EINVAL: null, "", any path with a ".." segment, and any path of
-// fewer than two components other than "." ("/", "/tmp", "tmp", "./tmp").
+// beyond 256 levels. Refused with EINVAL: null, "", and any path of fewer than two components
+// other than "." ("/", "/tmp", "tmp", "./tmp"). It also refuses any path with a ".." segment on
+// purpose, because such a path can climb out of the directory it seems to name ("a/../../x" has
+// three components yet removes a sibling of the current directory), which a count of components
+// cannot guard against.
 int32_t nolt_fs_remove_tree(const char* path);
 // Copies a tree: directories with their permission bits (an existing target directory is
 // accepted), regular files with theirs, symbolic links recreated, anything else skipped. 0, or -1

@@ -1,3 +1,5 @@
+// The managed heap: regions taken from the system allocator, 16 segregated free lists, and the
+// allocators that serve objects, arrays and texts from them.
 #include "runtime/heaps.hpp"
 
 #include <stdio.h>
@@ -6,9 +8,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "runtime/machine.hpp"
+#include "runtime/heaps_internal.hpp"
 #include "runtime/objects.hpp"
-#include "runtime/platform.hpp"
 
 extern "C" {
 
@@ -25,106 +26,47 @@ void (*nolt_heaps_gc_hook)(void);
 
 }  // extern "C"
 
-namespace {
+namespace heap {
 
-constexpr uint64_t kDefaultRegionSize = 67108864;
-constexpr uint64_t kMinExpansion = 65536;
-constexpr uint64_t kMaxMarkableBlock = 67108864;
-constexpr uint64_t kInitialThreshold = 262144;
-constexpr uint64_t kDeadPattern = 0xdeaddeaddeaddeadULL;
-constexpr int kFinalizerStaticBuckets = 64;
+Switches sw;
 
-// Switches, read once at init (NOLT_GC_STRICT at each use).
-struct Switches {
-    bool debug_alloc, debug_gc, debug_validate, verbose, torture;
-    uint64_t race_delay_us;
-    bool race_delay_read;
-} sw;
-
-// Regions.
-nolt_platform_mutex* memory_lock;
 nolt_region* memory_block_head;
-nolt_region* memory_block_tail;
 nolt_region* current_mem_block;
-uint64_t region_size;  // 0 until the first expansion reads it
 
-// Heap state.
 bool heap_initialized;
 nolt_platform_mutex* heap_alloc_lock;
 volatile uint64_t heap_alloc_lock_holder;
 nolt_block* free_lists[NOLT_FREE_LIST_COUNT];
-uint32_t free_mask;  // bit c is set while free_lists[c] is not empty
 bool gc_in_progress;
-uint64_t bytes_allocated_since_last_gc;  // read outside the lock by the trigger check
+uint64_t bytes_allocated_since_last_gc;
 uint64_t gc_trigger_threshold = kInitialThreshold;
 uint64_t current_mark_value;
 nolt_gc_stats gc_stats;
 bool gc_disabled;
 bool warned_noop;
+uint64_t owner_token;
+bool owner_revoked;
+__thread uint64_t my_token = ~0ull;
 
-// Collector state.
-nolt_machine_lock* gc_lock;
-volatile int32_t gc_collector_owner;
-nolt_block* volatile mark_stack_top;
-uint64_t marked_live_bytes;
-nolt_region* sweep_mem_block;
-char* sweep_block_adr;
-uint64_t sweep_mark_value;
-bool sweep_epoch_clean;
+namespace {
 
-struct RootTable {
-    void** table;  // address of a variable that points to an array of references
-    int64_t count;
-    RootTable* next;
-};
-struct GlobalRoot {
-    void** address;
-    GlobalRoot* next;
-};
-RootTable* root_list_head;
-GlobalRoot* global_root_list_head;
+constexpr uint64_t kDefaultRegionSize = 67108864;
+constexpr uint64_t kMinExpansion = 65536;
 
-// Finalizers: a chained hash table from object to function.
-struct FinalizerNode {
-    void* object;
-    nolt_finalizer_fn function;
-    FinalizerNode* next;
-};
-FinalizerNode* finalizer_static_buckets[kFinalizerStaticBuckets];
-FinalizerNode** finalizer_buckets = finalizer_static_buckets;
-uint64_t finalizer_bucket_count = kFinalizerStaticBuckets;
-int finalizer_bucket_shift = 6;
-FinalizerNode* finalizer_free_head;
-uint64_t finalizer_registered, finalizer_pooled, finalizer_nodes_allocated, finalizer_probe_steps;
-__thread bool in_finalizer;
+nolt_platform_mutex* memory_lock;
+nolt_region* memory_block_tail;
+uint64_t region_size;  // 0 until the first expansion reads it
+uint32_t free_mask;    // bit c is set while free_lists[c] is not empty
+
+uint64_t tokens_issued;
 
 // Thread registration.
 nolt_platform_mutex* nolt_heaps_gc_mutex;
 int32_t gc_thread_count;
 
-uint64_t round_up(uint64_t value, uint64_t unit) { return (value + unit - 1) / unit * unit; }
-
-uint64_t now_us() { return nolt_machine_timer_to_us(nolt_machine_get_timer()); }
-
 uint64_t read_number(const char* name) {
     const char* text = getenv(name);
     return text ? strtoull(text, nullptr, 10) : 0;
-}
-
-// Stops while the world is stopped, or with the allocation lock held, bypass stdio.
-void fatal_write(const char* text) {
-    nolt_platform_before_fatal();
-    nolt_platform_write_stderr(text, strlen(text));
-}
-
-void lock_alloc() {
-    nolt_platform_mutex_lock(heap_alloc_lock);
-    heap_alloc_lock_holder = nolt_platform_thread_self_id();
-}
-
-void unlock_alloc() {
-    heap_alloc_lock_holder = 0;
-    nolt_platform_mutex_unlock(heap_alloc_lock);
 }
 
 bool holds_alloc_lock() { return heap_alloc_lock_holder == nolt_platform_thread_self_id(); }
@@ -133,10 +75,27 @@ bool collection_allowed() {
     return !__atomic_load_n(&gc_in_progress, __ATOMIC_RELAXED) && !nolt_heaps_is_forked_child && !gc_disabled;
 }
 
-void* payload(nolt_block* block) { return (char*)block + NOLT_HEADER_SIZE; }
-nolt_block*& free_next(nolt_block* block) { return *(nolt_block**)payload(block); }
+}  // namespace
 
-bool is_free(const nolt_block* block) { return block->type == &free_block_sentinel; }
+// The stop waits until the owner is outside its lock-free path; after it the owner takes the lock
+// like everyone else.
+void revoke_ownership() {
+    nolt_machine_lock_acquire(gc_lock);
+    lock_alloc();
+    owner_revoked = true;
+    if (owner_token && owner_token != my_token) {
+        nolt_objects_suspend_activities();
+        owner_token = 0;
+        nolt_objects_resume_activities();
+    }
+    unlock_alloc();
+    nolt_machine_lock_release(gc_lock);
+}
+
+void fatal_write(const char* text) {
+    nolt_platform_before_fatal();
+    nolt_platform_write_stderr(text, strlen(text));
+}
 
 nolt_region* region_of(const void* address) {
     for (nolt_region* r = memory_block_head; r; r = r->next)
@@ -166,7 +125,7 @@ void clear_free_lists() {
 }
 
 void add_to_free_list(nolt_block* block) {
-    int cls = nolt_heaps_size_class(block->block_size);
+    int cls = size_class(block->block_size);
     if (sw.debug_alloc) {
         int seen = 0;
         for (nolt_block* b = free_lists[cls]; b && seen < 100; b = free_next(b), seen++) {
@@ -180,22 +139,23 @@ void add_to_free_list(nolt_block* block) {
     set_list_head(cls, block);
 }
 
-// Splits `block` if it is larger than `size` plus a header, listing the remainder.
 void split_block(nolt_block* block, uint64_t size) {
     if (block->block_size <= size + NOLT_HEADER_SIZE) return;
     nolt_block* rest = (nolt_block*)((char*)block + size);
     if (sw.debug_alloc)
         printf("[Alloc] Splitting: keeping %zu, remainder %zu at %p\n", (size_t)size,
                (size_t)(block->block_size - size), (void*)rest);
+    __builtin_prefetch((char*)rest + 1024, 1);  // the remainder is often split again, and soon
     make_free(rest, block->block_size - size);
     block->block_size = size;
     add_to_free_list(rest);
 }
 
-nolt_block* lazy_sweep(uint64_t size);
+namespace {
 
-nolt_block* find_free_block(uint64_t size) {
-    int first = nolt_heaps_size_class(size);
+// First fit over the free lists, from the class of `size` upward.
+nolt_block* take_listed_block(uint64_t size) {
+    int first = size_class(size);
     if (sw.debug_alloc) printf("[Alloc] Looking for block size %zu, class %d\n", (size_t)size, first);
     for (uint32_t classes = free_mask >> first << first; classes; classes &= classes - 1) {
         int cls = __builtin_ctz(classes);
@@ -210,6 +170,11 @@ nolt_block* find_free_block(uint64_t size) {
             return b;
         }
     }
+    return nullptr;
+}
+
+nolt_block* find_free_block(uint64_t size) {
+    if (nolt_block* listed = take_listed_block(size)) return listed;
     if (sw.debug_alloc) printf("[Alloc] No suitable block in free lists, trying lazy sweep for size %zu\n", (size_t)size);
     nolt_block* swept = lazy_sweep(size);
     if (swept && sw.debug_alloc)
@@ -245,34 +210,14 @@ void race_delay() {
     if (sw.race_delay_us) nolt_platform_sleep_us((int64_t)sw.race_delay_us);
 }
 
-// The walk shared by all allocators: trigger, find or grow, header, zeroing, in-flight slot.
-void* allocate(const char* who, uint64_t size, const nolt_type* type, uint32_t flags, uint64_t array_length,
-               uint64_t zero_bytes) {
-    // The mark phase takes a larger header for a corrupt one and would not keep such a block alive.
-    if (size > kMaxMarkableBlock) nolt_heaps_oom_abort(who, size);
-    if (collection_allowed()) {
-        if (__atomic_load_n(&bytes_allocated_since_last_gc, __ATOMIC_RELAXED) >= gc_trigger_threshold) nolt_heaps_gc();
-        else if (sw.torture && !holds_alloc_lock()) nolt_heaps_gc();
-    }
-    lock_alloc();
-    nolt_block* block = find_free_block(size);
-    if (!block && collection_allowed()) {
-        unlock_alloc();
-        nolt_heaps_gc();
-        lock_alloc();
-        block = find_free_block(size);
-    }
-    if (!block) {
-        if (sw.debug_alloc) printf("[Alloc] No free block found, expanding heap for size %zu\n", (size_t)size);
-        block = allocate_from_region(size);
-        if (!block) {
-            unlock_alloc();
-            nolt_heaps_oom_abort(who, size);
-        }
-    }
+// Counts a block just taken, writes its header and zeroes its payload; the new block counts as
+// reached in the present cycle.
+void* init_block(nolt_block* block, uint64_t size, const nolt_type* type, uint32_t flags, uint64_t array_length,
+                 uint64_t zero_bytes) {
     gc_stats.total_allocated += size;
     gc_stats.live_bytes += size;
-    __atomic_fetch_add(&bytes_allocated_since_last_gc, size, __ATOMIC_RELAXED);
+    // Every writer excludes the others (the lock, or the lock-free owner alone), so no atomic add.
+    __atomic_store_n(&bytes_allocated_since_last_gc, bytes_allocated_since_last_gc + size, __ATOMIC_RELAXED);
     if (sw.debug_alloc)
         printf("[Alloc] Initializing block at %p, existing size=%zu, requested size=%zu\n", (void*)block,
                (size_t)block->block_size, (size_t)size);
@@ -285,8 +230,72 @@ void* allocate(const char* who, uint64_t size, const nolt_type* type, uint32_t f
     void* reference = payload(block);
     memset(reference, 0, zero_bytes);
     __nolt_gc_inflight = reference;
-    unlock_alloc();
-    nolt_owner_stamp(reference);
+    return reference;
+}
+
+// The lock-free path, for the one thread that owns the heap while no other has allocated: a
+// block straight off the free lists, in a section that a stop waits for. Null when the lists
+// cannot serve the request.
+void* allocate_owned(uint64_t size, const nolt_type* type, uint32_t flags, uint64_t array_length, uint64_t zero_bytes) {
+    nolt_platform_no_stop_begin();
+    nolt_block* block = take_listed_block(size);
+    void* reference = block ? init_block(block, size, type, flags, array_length, zero_bytes) : nullptr;
+    nolt_platform_no_stop_end();
+    return reference;
+}
+
+// Makes this thread the owner if no thread owns the heap yet and it can be stopped. With the
+// allocation lock held.
+void claim_ownership() {
+    if (owner_revoked || owner_token || nolt_heaps_is_forked_child || sw.debug_alloc || !nolt_objects_current_process())
+        return;
+    owner_token = my_token = ++tokens_issued;
+}
+
+// The allocation lock, with no other thread on the lock-free path.
+void lock_alloc_shared() {
+    lock_alloc();
+    if (owner_token && owner_token != my_token) {
+        unlock_alloc();
+        revoke_ownership();
+        lock_alloc();
+    }
+}
+
+// The walk shared by all allocators: trigger, find or grow, header, zeroing, in-flight slot.
+// Objects get an owner stamp, arrays none.
+void* allocate(const char* who, uint64_t size, const nolt_type* type, uint32_t flags, uint64_t array_length,
+               uint64_t zero_bytes, bool stamp) {
+    // The mark phase takes a larger header for a corrupt one and would not keep such a block alive.
+    if (size > kMaxMarkableBlock) nolt_heaps_oom_abort(who, size);
+    if (collection_allowed()) {
+        if (__atomic_load_n(&bytes_allocated_since_last_gc, __ATOMIC_RELAXED) >= gc_trigger_threshold) nolt_heaps_gc();
+        else if (sw.torture && !holds_alloc_lock()) nolt_heaps_gc();
+    }
+    bool owned = my_token == __atomic_load_n(&owner_token, __ATOMIC_RELAXED);
+    void* reference = owned ? allocate_owned(size, type, flags, array_length, zero_bytes) : nullptr;
+    if (!reference) {
+        lock_alloc_shared();
+        nolt_block* block = find_free_block(size);
+        if (!block && collection_allowed()) {
+            unlock_alloc();
+            nolt_heaps_gc();
+            lock_alloc_shared();
+            block = find_free_block(size);
+        }
+        if (!block) {
+            if (sw.debug_alloc) printf("[Alloc] No free block found, expanding heap for size %zu\n", (size_t)size);
+            block = allocate_from_region(size);
+            if (!block) {
+                unlock_alloc();
+                nolt_heaps_oom_abort(who, size);
+            }
+        }
+        reference = init_block(block, size, type, flags, array_length, zero_bytes);
+        claim_ownership();
+        unlock_alloc();
+    }
+    if (stamp) nolt_owner_stamp(reference);
     race_delay();
     return reference;
 }
@@ -302,7 +311,7 @@ void* new_object(const char* who, const nolt_type* type, uint32_t flags) {
         return nullptr;
     }
     uint64_t size = (type->size + 111) & ~(uint64_t)63;
-    return allocate(who, size, type, flags, 0, type->size);
+    return allocate(who, size, type, flags, 0, type->size, true);
 }
 
 void* new_array(const char* who, uint64_t element_size, uint64_t count, const nolt_type* type, uint32_t flags) {
@@ -316,340 +325,14 @@ void* new_array(const char* who, uint64_t element_size, uint64_t count, const no
         bytes > UINT64_MAX - 111)
         nolt_heaps_size_abort((int64_t)count, element_size);
     uint64_t size = (bytes + 111) & ~(uint64_t)63;
-    return allocate(who, size, type, flags, count, bytes);
-}
-
-// Marking.
-
-void mark_object(void* reference) {
-    nolt_region* region = region_of(reference);
-    if (!region || (char*)reference - NOLT_HEADER_SIZE < (char*)region->first_block) return;
-    nolt_block* block = nolt_block_of(reference);
-    if (!block->type || is_free(block)) return;
-    if (block->block_size == 0 || block->block_size > kMaxMarkableBlock) {
-        if (getenv("NOLT_GC_STRICT")) {
-            fatal_write("[GC] FATAL: corrupt block header during mark (NOLT_GC_STRICT)\n");
-            abort();
-        }
-        return;
-    }
-    if (block->mark >= current_mark_value) return;
-    block->mark = current_mark_value;
-    gc_stats.marked++;
-    marked_live_bytes += block->block_size;
-    nolt_heaps_mark_stack_push(block);
-}
-
-void trace_entries(char* base, const nolt_trace_entry* entries, uint64_t count) {
-    for (uint64_t i = 0; i < count; i++) {
-        char* place = base + entries[i].offset;
-        const nolt_type* type = entries[i].type;
-        if (!type) {
-            if (void* reference = *(void**)place) mark_object(reference);
-            continue;
-        }
-        int32_t tag = *(int32_t*)place;
-        if (type->variants && tag >= 0 && (uint64_t)tag < type->variant_count) {
-            trace_entries(place, type->variants[tag].entries, type->variants[tag].entry_count);
-        } else if (type->variants && getenv("NOLT_GC_STRICT")) {
-            fatal_write("[GC] FATAL: enum tag out of range during mark (NOLT_GC_STRICT)\n");
-            abort();
-        }
-    }
-}
-
-void trace_block(nolt_block* block) {
-    const nolt_type* type = block->type;
-    if (!type) return;
-    char* base = (char*)payload(block);
-    if (block->flags & NOLT_FLAG_SUM_ARRAY) {
-        // The type describes one element: each element is traced by its own tag.
-        if (type->size == 0 || block->array_length == 0 || type->variant_count == 0) return;
-        nolt_trace_entry whole = {0, type};
-        for (uint64_t i = 0; i < block->array_length; i++) trace_entries(base + i * type->size, &whole, 1);
-        return;
-    }
-    for (uint64_t i = 0; i < type->pointer_count; i++)
-        if (void* reference = *(void**)(base + type->pointers[i])) mark_object(reference);
-    trace_entries(base, type->entries, type->entry_count);
-    if (block->flags & NOLT_FLAG_POINTER_ARRAY)
-        for (uint64_t i = 0; i < block->array_length; i++)
-            if (void* reference = ((void**)base)[i]) mark_object(reference);
-}
-
-// Sweeping.
-
-void execute_finalizer(void* object);
-
-// Reclaims one dead block's accounting; the caller turns it into free space.
-void reclaim_dead(nolt_block* block) {
-    gc_stats.swept++;
-    gc_stats.total_freed += block->block_size;
-    nolt_owner_purge(payload(block));
-    if (block->flags & NOLT_FLAG_FINALIZER) {
-        execute_finalizer(payload(block));
-        block->flags &= ~(uint32_t)NOLT_FLAG_FINALIZER;
-    }
-}
-
-bool is_dead(const nolt_block* block) {
-    return block->type && !is_free(block) && block->mark < current_mark_value;
-}
-
-void unlist_region_blocks(nolt_region* region) {
-    for (int cls = 0; cls < NOLT_FREE_LIST_COUNT; cls++) {
-        nolt_block** link = &free_lists[cls];
-        while (*link) {
-            nolt_block* b = *link;
-            if ((char*)b >= (char*)region->first_block && (char*)b < region->end) *link = free_next(b);
-            else link = &free_next(b);
-        }
-        set_list_head(cls, free_lists[cls]);
-    }
-}
-
-bool region_wholly_free(nolt_region* region) {
-    for (char* p = (char*)region->first_block; p < region->end;) {
-        nolt_block* b = (nolt_block*)p;
-        if (b->block_size == 0 || b->block_size > (uint64_t)(region->end - p)) return false;
-        if (!is_free(b) || (b->flags & NOLT_FLAG_FINALIZER)) return false;
-        p += b->block_size;
-    }
-    return true;
-}
-
-uint64_t region_count() {
-    uint64_t n = 0;
-    for (nolt_region* r = memory_block_head; r; r = r->next) n++;
-    return n;
-}
-
-struct SweepPiece {
-    uint64_t size;
-    char* run_start = nullptr;
-    uint64_t run_size = 0;
-    uint64_t visited = 0;
-    bool reclaimed = false;
-
-    // Turns the open run into one free block; returns it if it satisfies the request.
-    nolt_block* close_run(char*& cursor) {
-        if (!run_start) return nullptr;
-        nolt_block* block = (nolt_block*)run_start;
-        make_free(block, run_size);
-        run_start = nullptr;
-        if (run_size >= size) {
-            cursor = (char*)block + run_size;
-            split_block(block, size);
-            return block;
-        }
-        add_to_free_list(block);
-        return nullptr;
-    }
-};
-
-nolt_block* lazy_sweep(uint64_t size) {
-    if (sweep_epoch_clean && sweep_mark_value == current_mark_value) return nullptr;
-    uint64_t start = now_us();
-    if (!sweep_mem_block || sweep_mark_value < current_mark_value) {
-        sweep_mem_block = memory_block_head;
-        sweep_block_adr = sweep_mem_block ? (char*)sweep_mem_block->first_block : nullptr;
-        sweep_mark_value = current_mark_value;
-        sweep_epoch_clean = false;
-    }
-    SweepPiece piece{size};
-    nolt_block* found = nullptr;
-    while (sweep_mem_block && !found) {
-        nolt_region* region = sweep_mem_block;
-        char* p = sweep_block_adr;
-        bool finished = false;
-        while (!finished && !found) {
-            if (p >= region->end) {
-                finished = true;
-                break;
-            }
-            nolt_block* b = (nolt_block*)p;
-            uint64_t remaining = (uint64_t)(region->end - p);
-            piece.visited++;
-            if (b->block_size > remaining) {
-                p = region->end;
-                finished = true;
-            } else if (b->block_size == 0) {
-                found = piece.close_run(p);
-                if (found) break;
-                if (remaining >= NOLT_HEADER_SIZE) {
-                    make_free(b, remaining);
-                    add_to_free_list(b);
-                }
-                p = region->end;
-                finished = true;
-            } else if (is_dead(b)) {
-                reclaim_dead(b);
-                piece.reclaimed = true;
-                if (!piece.run_start) piece.run_start = p;
-                piece.run_size = (piece.run_start == p) ? b->block_size : piece.run_size + b->block_size;
-                p += b->block_size;
-            } else {
-                found = piece.close_run(p);
-                if (!found) p += b->block_size;
-            }
-        }
-        if (found) {
-            sweep_block_adr = p;
-            break;
-        }
-        found = piece.close_run(p);
-        if (found) {
-            sweep_block_adr = p;
-            break;
-        }
-        sweep_mem_block = region->next;
-        sweep_block_adr = sweep_mem_block ? (char*)sweep_mem_block->first_block : nullptr;
-        if (piece.reclaimed && region_count() > 1 && region != current_mem_block && region != sweep_mem_block &&
-            region_wholly_free(region)) {
-            unlist_region_blocks(region);
-            nolt_machine_release_memory_block(region);
-        }
-        piece.reclaimed = false;
-    }
-    if (!found && !sweep_mem_block) sweep_epoch_clean = true;
-    uint32_t took = (uint32_t)(now_us() - start);
-    gc_stats.sweep_quanta++;
-    gc_stats.sweep_blocks += piece.visited;
-    gc_stats.last_sweep_us = took;
-    if (took > gc_stats.sweep_max_us) gc_stats.sweep_max_us = took;
-    return found;
-}
-
-// The eager sweep: rebuilds every free list over all regions, merging adjacent dead and free
-// blocks. Called with both collector locks held.
-void sweep_all_locked() {
-    clear_free_lists();
-    for (nolt_region* r = memory_block_head; r; r = r->next) {
-        if (sw.debug_gc) printf("[GC] Scanning memory region %p - %p\n", (void*)r->first_block, (void*)r->end);
-        char* run = nullptr;
-        uint64_t run_size = 0;
-        auto close = [&] {
-            if (!run) return;
-            make_free((nolt_block*)run, run_size);
-            add_to_free_list((nolt_block*)run);
-            run = nullptr;
-        };
-        char* p = (char*)r->first_block;
-        while (p < r->end) {
-            nolt_block* b = (nolt_block*)p;
-            uint64_t remaining = (uint64_t)(r->end - p);
-            if (b->block_size == 0 || b->block_size > remaining) {
-                if (sw.debug_gc) printf("[GC] Warning: Found block with size=0 at %p, treating rest as free\n", (void*)p);
-                if (!run) run = p, run_size = 0;
-                run_size += remaining;
-                break;
-            }
-            uint64_t size = b->block_size;
-            if (sw.debug_gc)
-                printf("[GC] Scanning block at %p: size=%zu, type=%p (%s), mark=%lu, flags=0x%x\n", (void*)b,
-                       (size_t)size, (const void*)b->type, b->type && b->type->name ? b->type->name : "<unknown>",
-                       (unsigned long)b->mark, b->flags);
-            bool dead = is_dead(b);
-            if (dead) {
-                if (sw.debug_gc)
-                    printf("[GC] Found garbage block at %p: type=%p, mark=%lu, current=%lu, flags=0x%x\n", (void*)b,
-                           (const void*)b->type, (unsigned long)b->mark, (unsigned long)current_mark_value, b->flags);
-                if (b->flags & NOLT_FLAG_FINALIZER) {
-                    if (sw.debug_gc) printf("[GC] Executing finalizer for object at %p\n", payload(b));
-                } else if (sw.debug_gc) {
-                    printf("[GC] No finalizer flag (0x%x) for garbage at %p\n", b->flags, payload(b));
-                }
-                reclaim_dead(b);
-                if (nolt_heaps_verify) memset(payload(b), NOLT_POISON_BYTE, size - NOLT_HEADER_SIZE);
-                for (uint64_t* word = (uint64_t*)b; word < (uint64_t*)payload(b); word++) *word = kDeadPattern;
-            }
-            if (dead || is_free(b)) {
-                if (!run) run = p, run_size = 0;
-                run_size += size;
-            } else {
-                close();
-            }
-            p += size;
-        }
-        close();
-    }
-    sweep_mem_block = nullptr;
-    sweep_block_adr = nullptr;
-    sweep_mark_value = current_mark_value;
-    sweep_epoch_clean = true;
-    for (nolt_region* r = memory_block_head; r && region_count() > 1;) {
-        nolt_region* next = r->next;
-        if (r != current_mem_block && region_wholly_free(r)) {
-            unlist_region_blocks(r);
-            nolt_machine_release_memory_block(r);
-        }
-        r = next;
-    }
-}
-
-// Finalizer table.
-
-uint64_t finalizer_hash(const void* object, int shift) {
-    return (((uint64_t)(uintptr_t)object >> 6) * 0x9e3779b97f4a7c15ULL) >> (64 - shift);
-}
-
-FinalizerNode* unlink_finalizer(void* object) {
-    FinalizerNode** link = &finalizer_buckets[finalizer_hash(object, finalizer_bucket_shift)];
-    for (; *link; link = &(*link)->next) {
-        finalizer_probe_steps++;
-        if ((*link)->object != object) continue;
-        FinalizerNode* node = *link;
-        *link = node->next;
-        node->next = finalizer_free_head;
-        finalizer_free_head = node;
-        finalizer_registered--;
-        finalizer_pooled++;
-        return node;
-    }
-    return nullptr;
-}
-
-void execute_finalizer(void* object) {
-    FinalizerNode* node = unlink_finalizer(object);
-    if (!node || !node->function) return;
-    bool was = in_finalizer;
-    in_finalizer = true;
-    nolt_owner_finalizer_enter();
-    node->function(object);
-    nolt_owner_finalizer_leave();
-    in_finalizer = was;
-}
-
-// Grows the table when it holds more entries than buckets; returns a table to free later.
-FinalizerNode** grow_finalizer_table() {
-    if (finalizer_registered <= finalizer_bucket_count) return nullptr;
-    uint64_t count = finalizer_bucket_count * 2;
-    auto** table = (FinalizerNode**)calloc(count, sizeof(FinalizerNode*));
-    if (!table) return nullptr;
-    int shift = finalizer_bucket_shift + 1;
-    for (uint64_t i = 0; i < finalizer_bucket_count; i++) {
-        for (FinalizerNode* n = finalizer_buckets[i]; n;) {
-            FinalizerNode* next = n->next;
-            uint64_t h = finalizer_hash(n->object, shift);
-            n->next = table[h];
-            table[h] = n;
-            n = next;
-        }
-    }
-    FinalizerNode** old = finalizer_buckets;
-    finalizer_buckets = table;
-    finalizer_bucket_count = count;
-    finalizer_bucket_shift = shift;
-    return old == finalizer_static_buckets ? nullptr : old;
-}
-
-void warn_noop_once(const char* text) {
-    if (warned_noop || !sw.verbose) return;
-    warned_noop = true;
-    fprintf(stderr, "%s\n", text);
+    return allocate(who, size, type, flags, count, bytes, false);
 }
 
 }  // namespace
+
+}  // namespace heap
+
+using namespace heap;
 
 extern "C" {
 
@@ -728,9 +411,7 @@ void nolt_heaps_init(void) {
     clear_free_lists();
     mark_stack_top = nullptr;
     root_list_head = nullptr;
-    finalizer_buckets = finalizer_static_buckets;
-    finalizer_bucket_count = kFinalizerStaticBuckets;
-    finalizer_bucket_shift = 6;
+    finalizer_table_reset();
     if (!memory_lock) memory_lock = nolt_platform_mutex_create();
     gc_lock = nolt_machine_lock_create(2);
     if (!gc_lock) {
@@ -748,6 +429,8 @@ void nolt_heaps_init(void) {
     sweep_block_adr = nullptr;
     gc_trigger_threshold = kInitialThreshold;
     current_mark_value = 0;
+    owner_token = 0;
+    owner_revoked = false;
     heap_initialized = true;
     if (sw.verbose) fprintf(stderr, "[Heaps] Initialized\n");
 }
@@ -769,22 +452,11 @@ void nolt_heaps_cleanup(void) {
         free(global_root_list_head);
         global_root_list_head = next;
     }
-    if (finalizer_buckets != finalizer_static_buckets) free(finalizer_buckets);
-    finalizer_buckets = finalizer_static_buckets;
+    finalizer_table_reset();
     if (sw.verbose) fprintf(stderr, "[Heaps] Cleaned up\n");
 }
 
-int32_t nolt_heaps_size_class(uint64_t size) {
-    if (size <= 512) return size <= 64 ? 0 : (int32_t)((size - 1) / 64);
-    if (size <= 640) return 8;
-    if (size <= 768) return 9;
-    if (size <= 1024) return 10;
-    if (size <= 2048) return 11;
-    if (size <= 4096) return 12;
-    if (size <= 8192) return 13;
-    if (size <= 16384) return 14;
-    return 15;
-}
+int32_t nolt_heaps_size_class(uint64_t size) { return size_class(size); }
 
 nolt_block* nolt_heaps_free_list_head(int32_t size_class) {
     return size_class >= 0 && size_class < NOLT_FREE_LIST_COUNT ? free_lists[size_class] : nullptr;
@@ -844,24 +516,6 @@ void nolt_heaps_size_abort(int64_t count, size_t element_size) {
     abort();
 }
 
-void nolt_heaps_finalizer_alloc_abort(void) {
-    fatal_write(
-        "[Heaps] FATAL: a finalizer allocated from the GC heap.\n"
-        "  Nolt's finalizer no-allocation rule (see \"finalize()\" in\n"
-        "  docs/language/reference/045_ACTIVE_OBJECTS.md): a finalize()\n"
-        "  body must not allocate. It runs on the reclaim path with the\n"
-        "  heap allocation lock already held, so an allocation there\n"
-        "  deadlocks the process instead of failing.\n"
-        "  Constructs that allocate, and are therefore forbidden inside\n"
-        "  finalize(): new; string concatenation and \"${...}\"\n"
-        "  interpolation; array, map and set literals; a closure that\n"
-        "  captures a 'mut' binding (the capture box is allocated where\n"
-        "  the 'mut' is DECLARED, even if the closure itself is never\n"
-        "  built); and any call that reaches one of these.\n"
-        "  Release external resources only.\n");
-    abort();
-}
-
 bool nolt_type_is(const void* object, const nolt_type* type) {
     if (!object || !type) return false;
     const nolt_type* t = nolt_block_of(object)->type;
@@ -895,342 +549,7 @@ void* nolt_type_as(void* object, const nolt_type* type) {
     return object;
 }
 
-bool nolt_heaps_is_live(const void* reference) {
-    if (!reference) return true;
-    if (!region_of(reference)) return true;  // literals and static data
-    const nolt_block* block = nolt_block_of(reference);
-    if (!block->type || is_free(block)) return false;
-    // While another thread collects, this thread may run until it is stopped: its blocks carry
-    // the mark value from before the cycle began.
-    uint64_t current = __atomic_load_n(&current_mark_value, __ATOMIC_SEQ_CST);
-    bool collecting = __atomic_load_n(&gc_in_progress, __ATOMIC_SEQ_CST);
-    return block->mark == current || (collecting && block->mark + 1 == current);
-}
-
 // Collection.
-
-void nolt_heaps_gc(void) {
-    if (!heap_initialized) return;
-    if (nolt_heaps_is_forked_child) {
-        warn_noop_once(
-            "[Heaps] nolt_heaps_gc() is a no-op in a forked child before exec (collection deferred; allocation still "
-            "works via heap expansion) -- see docs/superpowers/specs/2026-07-22-gc-correctness-design.md §3");
-        return;
-    }
-    if (gc_disabled) {
-        warn_noop_once(
-            "[Heaps] nolt_heaps_gc() is a no-op under --no-gc (collection disabled for this process's whole "
-            "lifetime; allocation still works via heap expansion) -- see docs/language/reference/005_COMPILER_USAGE.md");
-        return;
-    }
-    if (nolt_machine_atomic_cas(&gc_collector_owner, 0, 1) != 0) {
-        nolt_machine_lock_acquire(gc_lock);
-        nolt_machine_lock_release(gc_lock);
-        return;
-    }
-    uint64_t pause_start = now_us();
-    nolt_machine_lock_acquire(gc_lock);
-    lock_alloc();
-    mark_stack_top = nullptr;
-    // Announced before the mark value moves, so that a thread not yet stopped that sees the new
-    // value also sees the cycle (nolt_heaps_is_live).
-    __atomic_store_n(&gc_in_progress, true, __ATOMIC_SEQ_CST);
-    __atomic_add_fetch(&current_mark_value, 1, __ATOMIC_SEQ_CST);
-    __nolt_gc_inflight = nullptr;
-    nolt_objects_suspend_activities();
-    gc_stats.marked = 0;
-    gc_stats.swept = 0;
-    marked_live_bytes = 0;
-    uint64_t mark_start = now_us();
-    for (RootTable* t = root_list_head; t; t = t->next) {
-        void** table = *(void***)t->table;
-        for (int64_t i = 0; table && i < t->count; i++)
-            if (table[i]) mark_object(table[i]);
-    }
-    for (GlobalRoot* g = global_root_list_head; g; g = g->next)
-        if (*g->address) mark_object(*g->address);
-    nolt_objects_scan_all_stacks();
-    while (nolt_block* block = nolt_heaps_mark_stack_pop()) {
-        block->link = nullptr;
-        trace_block(block);
-    }
-    uint64_t mark_end = now_us();
-    gc_stats.mark_us = gc_stats.last_gc_us = (uint32_t)(mark_end - mark_start);
-    sweep_mem_block = memory_block_head;
-    sweep_block_adr = sweep_mem_block ? (char*)sweep_mem_block->first_block : nullptr;
-    sweep_mark_value = current_mark_value;
-    sweep_epoch_clean = false;
-    gc_stats.live_bytes = marked_live_bytes;
-    gc_trigger_threshold = marked_live_bytes * 2 > kInitialThreshold ? marked_live_bytes * 2 : kInitialThreshold;
-    __atomic_store_n(&bytes_allocated_since_last_gc, 0, __ATOMIC_RELAXED);
-    nolt_objects_resume_activities();
-    if (nolt_heaps_verify) sweep_all_locked();
-    unlock_alloc();
-    gc_stats.pause_us = (uint32_t)(now_us() - pause_start);
-    __atomic_store_n(&gc_in_progress, false, __ATOMIC_SEQ_CST);
-    gc_collector_owner = 0;
-    nolt_machine_lock_release(gc_lock);
-    gc_stats.collections++;
-    if (sw.debug_gc) {
-        printf("[Heaps] GC complete: marked=%llu, live=%llu bytes, sweep deferred (lazy), time=%llu us\n",
-               (unsigned long long)gc_stats.marked, (unsigned long long)gc_stats.live_bytes,
-               (unsigned long long)gc_stats.mark_us);
-        printf("[Heaps] GC telemetry: pause=%u us, mark=%u us, sweep_max=%u us, sweep_quanta=%llu, threshold=%llu\n",
-               gc_stats.pause_us, gc_stats.mark_us, gc_stats.sweep_max_us,
-               (unsigned long long)gc_stats.sweep_quanta, (unsigned long long)gc_trigger_threshold);
-    }
-}
-
-void nolt_heaps_lazy_sweep_gc(void) { nolt_heaps_gc(); }
-
-void nolt_heaps_invoke_gc(void) {
-    if (nolt_heaps_gc_hook) nolt_heaps_gc_hook();
-    else nolt_heaps_gc();
-}
-
-void nolt_heaps_disable_gc(void) { gc_disabled = true; }
-
-void nolt_heaps_register_roots(void* table_address, int64_t count) {
-    auto* entry = (RootTable*)calloc(1, sizeof(RootTable));
-    if (!entry) {
-        fprintf(stderr, "[Heaps] ERROR: Failed to register roots\n");
-        return;
-    }
-    entry->table = (void**)table_address;
-    entry->count = count;
-    entry->next = root_list_head;
-    root_list_head = entry;
-}
-
-void nolt_heaps_unregister_roots(void* table_address) {
-    for (RootTable** link = &root_list_head; *link; link = &(*link)->next) {
-        if ((void*)(*link)->table != table_address) continue;
-        RootTable* entry = *link;
-        *link = entry->next;
-        free(entry);
-        return;
-    }
-}
-
-void nolt_heaps_enumerate_roots(void (*function)(void** slot)) {
-    for (RootTable* t = root_list_head; t; t = t->next) {
-        void** table = *(void***)t->table;
-        for (int64_t i = 0; table && i < t->count; i++) function(&table[i]);
-    }
-}
-
-void nolt_heaps_register_global_root(void* address) {
-    auto* entry = (GlobalRoot*)calloc(1, sizeof(GlobalRoot));
-    if (!entry) {
-        fprintf(stderr, "[Heaps] ERROR: Failed to register global root\n");
-        return;
-    }
-    entry->address = (void**)address;
-    entry->next = global_root_list_head;
-    global_root_list_head = entry;
-}
-
-void nolt_heaps_mark_root(void* reference) {
-    if (reference) mark_object(reference);
-}
-
-void nolt_heaps_mark_stack_push(nolt_block* block) {
-    nolt_block* top = __atomic_load_n(&mark_stack_top, __ATOMIC_ACQUIRE);
-    do block->link = top;
-    while (!__atomic_compare_exchange_n(&mark_stack_top, &top, block, true, __ATOMIC_ACQ_REL, __ATOMIC_ACQUIRE));
-}
-
-nolt_block* nolt_heaps_mark_stack_pop(void) {
-    nolt_block* top = __atomic_load_n(&mark_stack_top, __ATOMIC_ACQUIRE);
-    while (top && !__atomic_compare_exchange_n(&mark_stack_top, &top, top->link, true, __ATOMIC_ACQ_REL,
-                                               __ATOMIC_ACQUIRE)) {
-    }
-    return top;
-}
-
-bool nolt_heaps_mark_stack_is_empty(void) { return __atomic_load_n(&mark_stack_top, __ATOMIC_ACQUIRE) == nullptr; }
-
-void nolt_heaps_add_finalizer(void* object, nolt_finalizer_fn function) {
-    if (!object || !function) return;
-    lock_alloc();
-    FinalizerNode* node = nullptr;
-    for (FinalizerNode* n = finalizer_buckets[finalizer_hash(object, finalizer_bucket_shift)]; n; n = n->next) {
-        finalizer_probe_steps++;
-        if (n->object == object) {
-            node = n;
-            break;
-        }
-    }
-    if (!node) {
-        if (finalizer_free_head) {
-            node = finalizer_free_head;
-            finalizer_free_head = node->next;
-            finalizer_pooled--;
-        } else {
-            node = (FinalizerNode*)calloc(1, sizeof(FinalizerNode));
-            if (!node) {
-                unlock_alloc();
-                nolt_heaps_oom_abort("nolt_heaps_add_finalizer", 24);
-            }
-            finalizer_nodes_allocated++;
-        }
-        node->object = object;
-        FinalizerNode*& head = finalizer_buckets[finalizer_hash(object, finalizer_bucket_shift)];
-        node->next = head;
-        head = node;
-        finalizer_registered++;
-    }
-    node->function = function;
-    nolt_block* block = nolt_block_of(object);
-    block->flags |= NOLT_FLAG_FINALIZER;
-    FinalizerNode** old = grow_finalizer_table();
-    unlock_alloc();
-    free(old);
-    if (sw.debug_gc)
-        printf("[GC] Added finalizer to object at %p, block at %p, flags now 0x%x\n", object, (void*)block,
-               block->flags);
-}
-
-void nolt_heaps_remove_finalizer(void* object) {
-    if (!object) return;
-    lock_alloc();
-    unlink_finalizer(object);
-    nolt_block_of(object)->flags &= ~(uint32_t)NOLT_FLAG_FINALIZER;
-    unlock_alloc();
-}
-
-void nolt_heaps_finalizer_stats(uint64_t out[5]) {
-    bool up = heap_initialized;
-    out[0] = up ? finalizer_registered : 0;
-    out[1] = up ? finalizer_pooled : 0;
-    out[2] = up ? finalizer_nodes_allocated : 0;
-    out[3] = up ? finalizer_bucket_count : 0;
-    out[4] = up ? finalizer_probe_steps : 0;
-}
-
-nolt_gc_stats* nolt_heaps_get_gc_stats(void) { return &gc_stats; }
-
-bool nolt_heaps_sweep_epoch_clean(void) { return sweep_epoch_clean && sweep_mark_value == current_mark_value; }
-
-int64_t nolt_heaps_test_lazy_sweep_probe(uint64_t size) {
-    lock_alloc();
-    uint64_t before = gc_stats.sweep_blocks;
-    if (nolt_block* block = lazy_sweep(size)) add_to_free_list(block);
-    int64_t visited = (int64_t)(gc_stats.sweep_blocks - before);
-    unlock_alloc();
-    return visited;
-}
-
-void nolt_heaps_sweep_all(void) {
-    nolt_machine_lock_acquire(gc_lock);
-    lock_alloc();
-    sweep_all_locked();
-    unlock_alloc();
-    nolt_machine_lock_release(gc_lock);
-}
-
-bool nolt_heaps_validate(void) {
-    if (!heap_initialized) {
-        printf("[Validate] Heap not initialized\n");
-        return false;
-    }
-    bool sound = true;
-    int total = 0, free_blocks = 0, listed = 0;
-    size_t total_size = 0, free_size = 0;
-    for (nolt_region* r = memory_block_head; r; r = r->next) {
-        if (sw.debug_validate) printf("[Validate] Checking memory region %p - %p\n", (void*)r->first_block, (void*)r->end);
-        char* last_end = (char*)r->first_block;
-        for (char* p = (char*)r->first_block; p < r->end;) {
-            nolt_block* b = (nolt_block*)p;
-            if (b->block_size == 0) {
-                if (p + NOLT_HEADER_SIZE < r->end) {
-                    printf("[Validate] ERROR: Zero-size block at %p (not at end)\n", (void*)p);
-                    sound = false;
-                }
-                break;
-            }
-            if (b->block_size < NOLT_HEADER_SIZE) {
-                printf("[Validate] ERROR: Block size too small at %p: %zu\n", (void*)p, (size_t)b->block_size);
-                sound = false;
-                break;
-            }
-            if (b->block_size > (uint64_t)(r->end - p)) {
-                printf("[Validate] ERROR: Block at %p exceeds region (size=%zu)\n", (void*)p, (size_t)b->block_size);
-                sound = false;
-                break;
-            }
-            if (p < last_end) {
-                printf("[Validate] ERROR: Block overlap at %p\n", (void*)p);
-                sound = false;
-            }
-            total++;
-            total_size += b->block_size;
-            if (is_free(b)) {
-                free_blocks++;
-                free_size += b->block_size;
-                if (b->mark) printf("[Validate] WARNING: Free block at %p has mark=%lu\n", (void*)p, (unsigned long)b->mark);
-            } else if (!b->type) {
-                printf("[Validate] WARNING: Block at %p has NULL type (not free sentinel)\n", (void*)p);
-            } else if (b->type != &array_type_sentinel && !(b->flags & NOLT_FLAG_SUM_ARRAY) &&
-                       (b->type->size == 0 || b->type->size > 1048576)) {
-                printf("[Validate] WARNING: Suspicious type size at %p: %zu\n", (void*)p, (size_t)b->type->size);
-            }
-            if (b->mark > current_mark_value) {
-                printf("[Validate] ERROR: Mark value too high at %p: %lu > %lu\n", (void*)p, (unsigned long)b->mark,
-                       (unsigned long)current_mark_value);
-                sound = false;
-            }
-            last_end = p + b->block_size;
-            p += b->block_size;
-        }
-    }
-    for (int cls = 0; cls < NOLT_FREE_LIST_COUNT; cls++) {
-        int n = 0;
-        for (nolt_block* b = free_lists[cls]; b; b = free_next(b)) {
-            if (++n > 10000) {
-                printf("[Validate] ERROR: Free list class %d too long or has cycle\n", cls);
-                sound = false;
-                break;
-            }
-            listed++;
-            if (!is_free(b)) {
-                printf("[Validate] ERROR: Non-free block in free list class %d at %p\n", cls, (void*)b);
-                sound = false;
-            } else if (cls != 15 && nolt_heaps_size_class(b->block_size) != cls) {
-                printf("[Validate] ERROR: Block size %zu in class %d, expected class %d at %p\n", (size_t)b->block_size,
-                       cls, nolt_heaps_size_class(b->block_size), (void*)b);
-                sound = false;
-            }
-            if (free_next(b) == b) {
-                printf("[Validate] ERROR: Self-cycle in free list class %d at %p\n", cls, (void*)b);
-                sound = false;
-                break;
-            }
-        }
-    }
-    if (!sound || sw.debug_validate) {
-        printf("[Validate] Heap statistics:\n");
-        printf("  Total blocks: %d\n", total);
-        printf("  Free blocks: %d (lists have %d)\n", free_blocks, listed);
-        printf("  Allocated blocks: %d\n", total - free_blocks);
-        printf("  Total size: %zu bytes\n", total_size);
-        printf("  Free size: %zu bytes\n", free_size);
-        printf("  Allocated size: %zu bytes\n", total_size - free_size);
-        printf("  Current mark value: %lu\n", (unsigned long)current_mark_value);
-    }
-    return sound;
-}
-
-void nolt_heaps_dump_stats(void) {
-    if (!sw.verbose) return;
-    printf("[Heaps] Statistics:\n");
-    printf("  Collections: %llu\n", (unsigned long long)gc_stats.collections);
-    printf("  Marked: %llu\n", (unsigned long long)gc_stats.marked);
-    printf("  Swept: %llu\n", (unsigned long long)gc_stats.swept);
-    printf("  Allocated: %llu bytes\n", (unsigned long long)gc_stats.total_allocated);
-    printf("  Freed: %llu bytes\n", (unsigned long long)gc_stats.total_freed);
-    printf("  Live: %llu bytes\n", (unsigned long long)gc_stats.live_bytes);
-}
 
 // Thread registration.
 
@@ -1251,6 +570,11 @@ void nolt_heaps_register_thread(void) {
 }
 
 void nolt_heaps_unregister_thread(void) {
+    if (heap_initialized && my_token == owner_token) {
+        lock_alloc();
+        owner_token = 0;  // another thread may own the heap now
+        unlock_alloc();
+    }
     nolt_platform_mutex_lock(nolt_heaps_gc_mutex);
     if (gc_thread_count > 0) gc_thread_count--;
     nolt_platform_mutex_unlock(nolt_heaps_gc_mutex);
@@ -1267,6 +591,7 @@ int32_t nolt_heaps_gc_thread_count(void) {
 
 void nolt_heaps_atfork_prepare(void) {
     if (!heap_initialized) return;
+    if (my_token != owner_token) revoke_ownership();  // no other thread on the lock-free path
     nolt_machine_lock_acquire(gc_lock);
     lock_alloc();
 }
@@ -1294,6 +619,8 @@ void nolt_heaps_atfork_child(void) {
     nolt_heaps_gc_mutex = nolt_platform_mutex_create();
     gc_thread_count = 0;
     nolt_heaps_is_forked_child = true;
+    owner_revoked = true;  // the one thread left keeps its lock-free path if it had it
+    if (owner_token != my_token) owner_token = 0;
     warned_noop = false;
 }
 

@@ -233,6 +233,7 @@ void nolt_machine_cleanup(void) {
         timer_thread = nullptr;
         timer_thread_tid.store(0);
     }
+    while (nolt_region* region = nolt_machine_get_memory_blocks()) nolt_machine_release_memory_block(region);
     if (runtime_verbose) fputs("[Machine] Cleaned up\n", stderr);
 }
 

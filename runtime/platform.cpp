@@ -285,8 +285,9 @@ static void publish_roots(void) {
     sem_post(&gc_suspend_ack_sem);
 }
 
-static void nolt_gc_suspend_handler(int) {
-    int saved_errno = errno;
+__thread volatile sig_atomic_t nolt_platform_stop_held_off, nolt_platform_stop_pending;
+
+static void park_if_targeted(void) {
     if (!gc_parked_here && gc_world_stopped.load() && targets_this_thread()) {
         gc_parked_here = 1;
         publish_roots();
@@ -296,6 +297,26 @@ static void nolt_gc_suspend_handler(int) {
         }
         gc_parked_here = 0;
     }
+}
+
+static void nolt_gc_suspend_handler(int) {
+    int saved_errno = errno;
+    if (nolt_platform_stop_held_off) nolt_platform_stop_pending = 1;
+    else park_if_targeted();
+    errno = saved_errno;
+}
+
+// Outside the handler the stop signal stays blocked except inside sigsuspend, so that a second
+// delivery cannot run the same steps in between and acknowledge the stop twice.
+void nolt_platform_gc_park_pending(void) {
+    int saved_errno = errno;
+    sigset_t urgent, previous;
+    sigemptyset(&urgent);
+    sigaddset(&urgent, SIGURG);
+    pthread_sigmask(SIG_BLOCK, &urgent, &previous);
+    nolt_platform_stop_pending = 0;
+    park_if_targeted();
+    pthread_sigmask(SIG_SETMASK, &previous, nullptr);
     errno = saved_errno;
 }
 

@@ -2,6 +2,7 @@
 // signal-driven mechanism by which the collector stops and resumes other threads.
 // Handles are opaque; a null handle makes every call a no-op.
 #pragma once
+#include <signal.h>
 #include <stddef.h>
 #include <stdint.h>
 
@@ -61,6 +62,23 @@ void nolt_platform_gc_resume_thread(nolt_thread_id id);
 bool nolt_platform_gc_world_stopped(void);
 bool nolt_platform_gc_parked_here(void);
 void nolt_platform_gc_atfork_child(void);
+
+// A section that a stop must not cut in two (the allocator's lock-free path): a stop signal that
+// arrives inside it is held over, and the thread parks when the section ends.
+extern __thread volatile sig_atomic_t nolt_platform_stop_held_off, nolt_platform_stop_pending;
+void nolt_platform_gc_park_pending(void);
+
+static inline void nolt_platform_no_stop_begin(void) {
+    nolt_platform_stop_held_off = 1;
+    __atomic_signal_fence(__ATOMIC_SEQ_CST);
+}
+
+static inline void nolt_platform_no_stop_end(void) {
+    __atomic_signal_fence(__ATOMIC_SEQ_CST);
+    nolt_platform_stop_held_off = 0;
+    __atomic_signal_fence(__ATOMIC_SEQ_CST);
+    if (nolt_platform_stop_pending) nolt_platform_gc_park_pending();
+}
 
 // Writes all of `text` to descriptor 2 with write(2) alone, retrying on EINTR.
 void nolt_platform_write_stderr(const char* text, size_t length);

@@ -138,6 +138,8 @@ int32_t nolt_string_copy_range(char* dest, const char* src, int32_t start, int32
     return length;
 }
 
+// The `+` of texts: each operand ends at its first zero byte, as in the C library. Copies by
+// stored length are stdlib::concat and the builder.
 char* nolt_string_concat(const char* a, const char* b) {
     size_t a_length = a ? strlen(a) : 0;
     size_t b_length = b ? strlen(b) : 0;

@@ -38,7 +38,8 @@ bool ListBox::add_item(const string& text) {
 }
 
 void ListBox::clear() {
-    count = selected = offset = 0;
+    while (count > 0) items[--count] = nullptr;  // a vacated slot keeps nothing alive
+    selected = offset = 0;
     activate = dragging = false;
     last_click_index = -1;
 }

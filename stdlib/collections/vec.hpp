@@ -26,7 +26,9 @@ public:
     }
     Option<T> pop() {
         if (len_ == 0) return None;
-        return Some(T(items[--len_]));
+        T item(items[--len_]);
+        items[len_] = nullptr;  // a vacated slot keeps nothing alive
+        return Some(item);
     }
     Option<T> get(int32_t index) const {
         if (index < 0 || index >= len_) return None;
@@ -52,13 +54,15 @@ public:
         if (index < 0 || index >= len_) return false;
         auto* slots = items->data();
         for (int32_t i = index; i + 1 < len_; i++) slots[i] = slots[i + 1];
-        len_--;
+        slots[--len_] = nullptr;
         return true;
     }
     int32_t len() const { return len_; }
     int32_t capacity() const { return capacity_; }
     bool is_empty() const { return len_ == 0; }
-    void clear() { len_ = 0; }
+    void clear() {
+        while (len_ > 0) items[--len_] = nullptr;
+    }
     // A new array of exactly len() items.
     runtime::Root<Items> to_array() const {
         runtime::Root<Items> copy = Items::make((uint64_t)len_);

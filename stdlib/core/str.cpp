@@ -48,6 +48,7 @@ bool ends_with(const string& s, const string& suffix) {
     return at >= 0 && memcmp(c_str(s) + at, c_str(suffix), (size_t)n) == 0;
 }
 
+// By stored length, so a zero byte copied in from a file stays; the `+` of texts stops at one.
 string concat(const string& a, const string& b) {
     int32_t a_length = length(a), b_length = length(b);
     if (a_length + b_length == 0) return empty_string();

@@ -1,7 +1,6 @@
 #include "runtime/builtins.hpp"
 
 #include <gtest/gtest.h>
-#include <math.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/time.h>
@@ -44,23 +43,6 @@ TEST(Builtins, LocalOffsetFollowsTheZone) {
     setenv("TZ", "YST10", 1);  // ten hours west, back into the previous year at 1970-01-01 05:00
     tzset();
     EXPECT_EQ(nolt_local_offset_at(5 * 3600), -36000);
-}
-
-TEST(Builtins, FloatConversionsAndBitViews) {
-    EXPECT_EQ(float_to_int(-2.7), -2);
-    EXPECT_EQ(float_to_int_floor(-2.2), -3);
-    EXPECT_EQ(float_to_int_ceil(2.2), 3);
-    EXPECT_EQ(float_to_int_round(2.5), 3);
-    EXPECT_EQ(float_to_int(NAN), 0);
-    EXPECT_EQ(float_to_int(1e300), INT64_MAX);
-    EXPECT_EQ(nolt_int_to_float(-3), -3.0);
-    EXPECT_EQ(nolt_float64_to_bits(1.0), 0x3FF0000000000000u);
-    EXPECT_EQ(nolt_float32_to_bits(nolt_bits_to_float32(0x40490FDB)), 0x40490FDBu);
-    EXPECT_EQ(nolt_float64_exponent(1.0), 1023);
-    EXPECT_EQ(nolt_float64_sign(-0.0), 1);
-    EXPECT_EQ(nolt_float64_mantissa(1.5), uint64_t(1) << 51);
-    EXPECT_EQ(nolt_make_float64(1, 1024, uint64_t(1) << 51), -3.0);
-    EXPECT_EQ(nolt_bits_to_float64(nolt_float64_to_bits(-123.25)), -123.25);
 }
 
 }  // namespace

@@ -218,26 +218,6 @@ TEST(Collector, FinalizersRunOnceWhenTheirObjectIsReclaimed) {
         "\\[Heaps\\] FATAL: a finalizer allocated from the GC heap.\n  Nolt's finalizer no-allocation rule");
 }
 
-TEST(Collector, FinalizerTableGrowsAndKeepsEveryEntry) {
-    boot();
-    void* keep = nullptr;
-    {
-        Frame1 frame(&keep);
-        keep = nolt_heaps_new_ptr_array(200);
-        for (int i = 0; i < 200; i++) {
-            ((void**)keep)[i] = nolt_heaps_new_object(&leaf_type);
-            nolt_heaps_add_finalizer(((void**)keep)[i], count_finalizer);
-        }
-        uint64_t stats[5];
-        nolt_heaps_finalizer_stats(stats);
-        EXPECT_EQ(stats[0], 200u);
-        EXPECT_EQ(stats[3], 256u);
-    }
-    nolt_heaps_gc();
-    nolt_heaps_test_lazy_sweep_probe(1ull << 40);
-    EXPECT_EQ(finalized, 200);
-}
-
 TEST(Collector, TwoThreadsReachingTheTriggerTogetherMakeOneCycle) {
     SKIP_UNDER_TORTURE();
     boot();

@@ -1,7 +1,6 @@
 #include "runtime/fs.hpp"
 
 #include <errno.h>
-#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -168,36 +167,6 @@ TEST(RuntimeFs, ManagedBuffersAreFilledToTheirRoomAndLiteralsRefused) {
                 testing::Eq("Runtime error: getcwd_safe on a string literal\n"));
     EXPECT_EXIT(nolt_readdir_name(nullptr, "literal"_t->bytes(), 8), testing::ExitedWithCode(1),
                 testing::Eq("Runtime error: readdir_name on a string literal\n"));
-}
-
-TEST(RuntimeFs, NamesEnvironmentAndArgumentsComeBackAsManagedCopies) {
-    test_support::boot();
-    struct passwd* me = getpwuid(getuid());
-    ASSERT_NE(me, nullptr);
-    std::string my_name = me->pw_name, my_home = me->pw_dir;
-    EXPECT_EQ(std::string(adopt(nolt_fs_uid_name(getuid()))->c_str()), my_name);
-    EXPECT_EQ(std::string(adopt(nolt_fs_file_uid_name("/proc/self"))->c_str()), my_name);
-    EXPECT_EQ(std::string(adopt(nolt_fs_user_home(my_name.c_str()))->c_str()), my_home);
-    EXPECT_EQ(adopt(nolt_fs_user_home("")).get(), ""_t);
-    EXPECT_EQ(adopt(nolt_fs_file_gid_name("/nolt/missing")).get(), ""_t);
-
-    ASSERT_EQ(nolt_setenv("NOLT_FS_TEST", "v"), 0);
-    Root<Text> value = adopt(nolt_getenv("NOLT_FS_TEST"));
-    ASSERT_EQ(nolt_setenv("NOLT_FS_TEST", "changed"), 0);
-    EXPECT_STREQ(value->c_str(), "v");
-
-    char program[] = "noltide", first[] = "a b";
-    char* argv[] = {program, first, nullptr};
-    nolt_args_init(2, argv);
-    Root<Text> argument = adopt(nolt_args_get(1));
-    first[0] = 'X';
-    EXPECT_STREQ(argument->c_str(), "a b");
-    EXPECT_EQ(adopt(nolt_args_get(2)).get(), ""_t);
-    EXPECT_EQ(adopt(nolt_args_get(-1)).get(), ""_t);
-
-    char host[256] = {};
-    ASSERT_EQ(gethostname(host, sizeof host - 1), 0);
-    EXPECT_STREQ(adopt(nolt_platform_get_hostname())->c_str(), host);
 }
 
 }  // namespace

@@ -69,6 +69,8 @@ TEST(Heap, RegionSizeSwitch) {
         void* big = nolt_heaps_new_array(1, 100000);
         EXPECT_GE(block_size(big), 100048u);
         EXPECT_TRUE(nolt_heaps_validate());
+        nolt_machine_cleanup();  // gives back every region
+        EXPECT_EQ(nolt_machine_get_memory_blocks(), nullptr);
     });
 }
 

@@ -132,39 +132,3 @@ TEST(MachineTime, TicksAdvanceAboutAThousandASecond) {
         (double)(end.tv_sec - begin.tv_sec) * 1e3 + (double)(end.tv_nsec - begin.tv_nsec) / 1e6;
     EXPECT_NEAR((double)(uint32_t)(last - first), elapsed_ms, 0.3 * elapsed_ms + 5);
 }
-
-TEST(MachineTime, ConversionsUseTheMeasuredFrequencyOrTheFallback) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");  // a fresh process knows no frequency yet
-    EXPECT_EXIT(
-        _exit(nolt_machine_timer_to_us(5999) == 1 && nolt_machine_timer_to_ms(6000000) == 2 ? 0
-                                                                                            : 1),
-        ::testing::ExitedWithCode(0), "");
-    uint64_t frequency = nolt_machine_timer_frequency();
-    ASSERT_GT(frequency, 1000000u);
-    EXPECT_EQ(nolt_machine_timer_to_us(frequency), 1000000u);
-    EXPECT_EQ(nolt_machine_timer_to_ms(frequency * 3600), 3600000u);  // an hour doesn't overflow
-}
-
-TEST(MachineAtomics, ReturnValues) {
-    volatile int32_t value = 5;
-    EXPECT_EQ(nolt_machine_atomic_cas(&value, 5, 7), 5);
-    EXPECT_EQ(nolt_machine_atomic_cas(&value, 5, 9), 7);  // a failed swap leaves the value
-    EXPECT_EQ(value, 7);
-    EXPECT_EQ(nolt_machine_atomic_inc(&value), 8);
-    EXPECT_EQ(nolt_machine_atomic_dec(&value), 7);
-    EXPECT_EQ(nolt_machine_atomic_add(&value, -10), -3);
-    EXPECT_EQ(nolt_machine_atomic_exchange(&value, 42), -3);
-    EXPECT_EQ(value, 42);
-}
-
-TEST(MachineSystem, ProcessorCountOnlyGoesDownToAValidValue) {
-    nolt_machine_init();
-    int32_t processors = nolt_machine_get_num_processors();
-    EXPECT_EQ(processors, (int32_t)sysconf(_SC_NPROCESSORS_ONLN));
-    nolt_machine_set_num_processors(0);
-    nolt_machine_set_num_processors(processors + 1);
-    EXPECT_EQ(nolt_machine_get_num_processors(), processors);
-    nolt_machine_set_num_processors(1);
-    nolt_machine_set_num_processors(processors);
-    EXPECT_EQ(nolt_machine_get_num_processors(), 1);
-}

@@ -17,16 +17,6 @@ int64_t monotonic_us() {
     clock_gettime(CLOCK_MONOTONIC, &now);
     return (int64_t)now.tv_sec * 1000000 + now.tv_nsec / 1000;
 }
-
-void* report_stack_size(void*) {
-    pthread_attr_t attributes;
-    size_t size = 0;
-    pthread_getattr_np(pthread_self(), &attributes);
-    pthread_attr_getstacksize(&attributes, &size);
-    pthread_attr_destroy(&attributes);
-    return (void*)size;
-}
-
 }  // namespace
 
 TEST(PlatformSleep, TheCollectorsSignalDoesntShortenASleep) {
@@ -46,40 +36,6 @@ TEST(PlatformSleep, TheCollectorsSignalDoesntShortenASleep) {
     }
     sleeper.join();
     EXPECT_GE(slept_us.load(), 200000);
-}
-
-TEST(PlatformSync, TimedWaitTellsSignalFromTimeout) {
-    nolt_platform_mutex* mutex = nolt_platform_mutex_create();
-    nolt_platform_condvar* condition = nolt_platform_condvar_create();
-    nolt_platform_mutex_lock(mutex);
-    int64_t begin = monotonic_us();
-    EXPECT_FALSE(nolt_platform_condvar_timedwait(condition, mutex, 30000));
-    EXPECT_GE(monotonic_us() - begin, 29000);
-
-    bool ready = false;
-    bool signalled = true;
-    std::thread signaller([&] {
-        nolt_platform_mutex_lock(mutex);
-        ready = true;
-        nolt_platform_condvar_signal(condition);
-        nolt_platform_mutex_unlock(mutex);
-    });
-    while (!ready && signalled)
-        signalled = nolt_platform_condvar_timedwait(condition, mutex, 5000000);
-    nolt_platform_mutex_unlock(mutex);
-    signaller.join();
-    EXPECT_TRUE(signalled);
-    EXPECT_FALSE(nolt_platform_condvar_timedwait(nullptr, mutex, 1000));  // null handles are no-ops
-    nolt_platform_condvar_destroy(condition);
-    nolt_platform_mutex_destroy(mutex);
-}
-
-TEST(PlatformThreads, StackSizeJoinValueAndIdentity) {
-    nolt_platform_thread* big = nolt_platform_thread_create(report_stack_size, nullptr, 4u << 20);
-    ASSERT_NE(big, nullptr);
-    EXPECT_GE((size_t)nolt_platform_thread_join(big), 4u << 20);
-    EXPECT_EQ(nolt_platform_thread_get_id(nolt_platform_thread_self()),
-              nolt_platform_thread_self_id());
 }
 
 TEST(PlatformFatalWrite, WritesToDescriptor2AndCutsAt255Bytes) {

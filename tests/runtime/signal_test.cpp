@@ -95,13 +95,6 @@ TEST(Signal, BlockedSignalIsCollectedByWaitSet) {
     EXPECT_EQ(nolt_signal_unblock(SIGUSR2), 0);
 }
 
-TEST(Signal, Names) {
-    EXPECT_STREQ(nolt_signal_name(nolt_SIGHUP()), "SIGHUP");
-    EXPECT_STREQ(nolt_signal_name(nolt_SIGCHLD()), "SIGCHLD");
-    for (int32_t unknown : {-1, 0, 4, 11, 16, 20, 23, 32})
-        EXPECT_STREQ(nolt_signal_name(unknown), "UNKNOWN") << unknown;
-}
-
 TEST(SelfPipe, CarriesTheSignalNumberAndDropsBytesWhenFull) {
     int32_t fds[2] = {-1, -1};
     ASSERT_EQ(nolt_signal_selfpipe_create(fds), 0);
@@ -178,40 +171,6 @@ TEST(Poll, SetIsPerThreadAndReportsPipeEvents) {
     EXPECT_EQ(nolt_poll_count(), 1);
 
     ASSERT_EQ(nolt_fd_close(rd), 0);
-}
-
-TEST(Fd, OpenWriteReadAndFlagChangesKeepOtherFlags) {
-    char dir[] = "/tmp/nolt-signal-XXXXXX";
-    ASSERT_NE(mkdtemp(dir), nullptr);
-    std::string path = std::string(dir) + "/log";
-
-    int32_t fd = nolt_fd_open(path.c_str(),
-                              nolt_O_WRONLY() | nolt_O_CREAT() | nolt_O_APPEND() | nolt_O_CLOEXEC(),
-                              0600);
-    ASSERT_GE(fd, 0);
-    EXPECT_TRUE(fcntl(fd, F_GETFD) & FD_CLOEXEC);
-    ASSERT_EQ(nolt_fd_set_nonblocking(fd, true), 0);
-    EXPECT_EQ(fcntl(fd, F_GETFL) & (O_NONBLOCK | O_APPEND), O_NONBLOCK | O_APPEND);
-    ASSERT_EQ(nolt_fd_set_nonblocking(fd, false), 0);
-    ASSERT_EQ(nolt_fd_set_cloexec(fd, false), 0);
-    EXPECT_EQ(fcntl(fd, F_GETFL) & (O_NONBLOCK | O_APPEND), O_APPEND);
-    EXPECT_FALSE(fcntl(fd, F_GETFD) & FD_CLOEXEC);
-
-    EXPECT_EQ(nolt_fd_write(fd, "ab", 2), 2);
-    EXPECT_EQ(nolt_fd_close(fd), 0);
-    fd = nolt_fd_open(path.c_str(), nolt_O_RDONLY(), 0);
-    ASSERT_GE(fd, 0);
-    char got[8] = {};
-    EXPECT_EQ(nolt_fd_read(fd, got, sizeof got), 2);
-    EXPECT_STREQ(got, "ab");
-    nolt_fd_close(fd);
-
-    EXPECT_EQ(nolt_fd_open((std::string(dir) + "/missing").c_str(), nolt_O_RDONLY(), 0), -1);
-    EXPECT_EQ(errno, ENOENT);
-    EXPECT_EQ(nolt_fd_open(nullptr, nolt_O_RDONLY(), 0), -1);
-    EXPECT_EQ(nolt_fd_set_nonblocking(-1, true), -1);
-    unlink(path.c_str());
-    rmdir(dir);
 }
 
 TEST(Fd, BlockingReadSurvivesSignalsWithoutRestart) {

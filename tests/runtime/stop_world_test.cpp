@@ -28,6 +28,7 @@ struct Worker {
 };
 
 std::atomic<bool> workers_running;
+void* const kTorn = (void*)-1;
 thread_local Worker* current_worker;
 
 // SIGFPE still reaches a parked thread: the probe asks it whether it is inside the handler.
@@ -49,6 +50,14 @@ void* work(void* argument) {
     int depth = 0;
     worker->id = nolt_platform_thread_self_id();
     for (uint64_t step = 0; workers_running.load(std::memory_order_relaxed); step++) {
+        // Odd workers change their roots inside a section that a stop must wait for, and leave
+        // them torn for a moment there.
+        bool held = worker->index % 2;
+        if (held) {
+            nolt_platform_no_stop_begin();
+            __nolt_gc_inflight = kTorn;
+            nolt_platform_thread_yield();
+        }
         if (step % 16 < 8) {
             frames[depth].previous = __nolt_gc_top;
             __nolt_gc_top = &frames[depth++];
@@ -58,6 +67,7 @@ void* work(void* argument) {
         __nolt_gc_inflight = (void*)(((uint64_t)worker->index << 40) | step);
         std::atomic_signal_fence(std::memory_order_seq_cst);
         worker->progress.fetch_add(1, std::memory_order_relaxed);
+        if (held) nolt_platform_no_stop_end();
         if (step % 64 == 0) nolt_platform_thread_yield();  // more workers than processors
     }
     __nolt_gc_top = nullptr;
@@ -110,6 +120,7 @@ TEST(StopWorld, WorkersParkWithTheirOwnRootsAndResumeRepeatedly) {
         for (int i = 0; i < kWorkers; i++) {
             EXPECT_EQ(published[i].chain, (void*)*workers[i].top);
             EXPECT_EQ(published[i].inflight, *workers[i].inflight);
+            EXPECT_NE(published[i].inflight, kTorn);
             EXPECT_EQ(published[i].handoff, workers[i].handoff);
         }
         if (round % 10 == 0) {

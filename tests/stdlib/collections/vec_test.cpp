@@ -56,6 +56,20 @@ TEST(VecOfStrings, EditsAtTheBoundaries) {
     EXPECT_TRUE(vec->is_empty());
     EXPECT_EQ(vec->capacity(), 16);
     EXPECT_EQ(runtime::length(vec->to_array()), 0);
+
+    // What was popped, removed or cleared is no longer held by the vector.
+    static int reclaimed = 0;
+    for (int i = 0; i < 4; i++) {
+        string item = from_c("x");
+        nolt_heaps_add_finalizer(item.get(), [](void*) { reclaimed++; });
+        vec->push(item);
+    }
+    vec->pop();
+    vec->remove_at(0);
+    vec->clear();
+    nolt_heaps_gc();
+    nolt_heaps_sweep_all();
+    EXPECT_EQ(reclaimed, 4);
 }
 
 }  // namespace
