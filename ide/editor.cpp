@@ -92,7 +92,7 @@ bool EditWin::save() {
     string target(file_path);
     if (stdlib::is_empty(target)) return false;
     string text = Root<kestrum::TextArea>(area)->text();
-    if (!stdlib::writeFile(target, text).is_ok()) return false;
+    if (!stdlib::replaceFile(target, text).is_ok()) return false;
     self->saved_text = text;
     self->was_saved = true;
     return true;
