@@ -61,7 +61,8 @@ Result<bool, Error> writeFile(const string& path, const string& text) {
 
 Result<bool, Error> replaceFile(const string& path, const string& text) {
     int32_t mode = nolt_fs_file_mode(c_str(path));  // -1: a new file
-    if (nolt_fs_is_symlink(c_str(path)) || (mode >= 0 && nolt_fs_file_uid(c_str(path)) != (int64_t)nolt_getuid()))
+    if (nolt_fs_is_symlink(c_str(path)) ||
+        (mode >= 0 && (!is_writable(path) || nolt_fs_file_uid(c_str(path)) != (int64_t)nolt_getuid())))
         return writeFile(path, text);
     string beside = concat(concat(path, ".saving-"_t), to_string((int32_t)nolt_getpid()));
     int32_t fd = nolt_fd_open(c_str(beside), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
@@ -70,7 +71,7 @@ Result<bool, Error> replaceFile(const string& path, const string& text) {
     for (int64_t done = 0, n; written && done < length(text); done += n)
         written = (n = nolt_fd_write(fd, c_str(text) + done, length(text) - done)) > 0;
     bool closed = fd >= 0 && nolt_fd_close(fd) == 0;
-    if (written && closed && (mode < 0 || nolt_fs_chmod(c_str(beside), mode) == 0) && nolt_fs_fsync(c_str(beside)) == 0 &&
+    if (written && closed && nolt_fs_fsync(c_str(beside)) == 0 && (mode < 0 || nolt_fs_chmod(c_str(beside), mode) == 0) &&
         nolt_fs_rename(c_str(beside), c_str(path)) == 0)
         return Ok(true);
     if (fd >= 0) nolt_fs_unlink(c_str(beside));
