@@ -87,7 +87,7 @@ bool EditWin::save() {
     string target(file_path);
     if (stdlib::is_empty(target)) return false;
     string text = area->text();
-    if (!stdlib::writeFile(target, text).is_ok()) return false;
+    if (!stdlib::replaceFile(target, text).is_ok()) return false;
     saved_text = text;
     was_saved = true;
     return true;

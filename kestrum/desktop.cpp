@@ -441,8 +441,21 @@ void Application::mark_hangup() {
     running = false;
 }
 
+namespace {
+
+// Signals whose default action ends the process. The loop ends on them as on a hang-up, and once
+// the terminal is given back the signal takes its course. SIGURG is the collector's.
+const int32_t ending_signals[] = {SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2, SIGALRM, SIGVTALRM, SIGPROF, SIGXCPU};
+
+}  // namespace
+
 void Application::check_hangup_signal() {
     if (stdlib::signal_received(stdlib::SIGHUP())) mark_hangup();
+    for (int32_t signal : ending_signals)
+        if (stdlib::signal_received(signal)) {
+            end_signal = signal;
+            mark_hangup();
+        }
 }
 
 int32_t Application::desktop_fill() {
@@ -858,6 +871,11 @@ bool Application::open() {
     // The hang-up handler is in place before the first frame shows.
     stdlib::signal_init();
     stdlib::signal_handle(stdlib::SIGHUP());
+    for (int32_t signal : ending_signals) stdlib::signal_handle_ending(signal);
+    // A write past the file size limit then fails with EFBIG and is reported, instead of ending
+    // the program with the buffer unsaved.
+    stdlib::signal_handle(SIGXFSZ);
+    stdlib::signal_handle_faults();
     hangup = false;
     reopen_screen();
     return true;
@@ -866,6 +884,7 @@ bool Application::open() {
 void Application::close() {
     suspend();
     running = false;
+    if (end_signal) stdlib::signal_end_with(end_signal);
 }
 
 void Application::suspend() {

@@ -121,6 +121,7 @@ public:
     int32_t modal_count = 0;
     bool modal_dim = true;
     bool basic_term = false;
+    int32_t end_signal = 0;  // the signal that asked the program to end; close lets it finish the job
 
     static Root<Application> create(const Root<Theme>& theme);
 

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "kestrum/cell.hpp"
+#include "stdlib/sys/signal.hpp"
 
 namespace kestrum {
 
@@ -103,6 +104,41 @@ int set_attributes(int32_t fd, const struct termios* attributes) {
     while ((result = tcsetattr(fd, TCSANOW, attributes)) != 0 && errno == EINTR) {
     }
     return result;
+}
+
+// What term_close sends for a terminal in this state: mouse reports and bracketed paste off, the
+// main screen back, attributes reset, the cursor shown.
+Seq close_seq(const TermConfig& config, bool mouse_on, bool in_alt_screen) {
+    Seq seq;
+    seq.length = 0;
+    auto add = [&seq](const char* bytes) {
+        size_t n = strlen(bytes);
+        memcpy(seq.bytes + seq.length, bytes, n);
+        seq.length += (int32_t)n;
+    };
+    if (mouse_on || config.mouse) add("\033[?1006l\033[?1002l\033[?1000l");
+    if (!config.basic) add("\033[?2004l");
+    if (in_alt_screen || config.alt_screen) add("\033[0m\033[2J\033[1;1H\033[?1049l");
+    add("\033[0m");
+    if (config.basic && !config.alt_screen) add("\033[2J\033[1;1H");
+    add("\033[?25h");
+    return seq;
+}
+
+// The last open terminal that changed the tty, as the fatal hook gives it back: taken when the
+// terminal is entered and kept in plain memory, so that the hook neither allocates nor locks.
+struct Restore {
+    const Term* owner;
+    int32_t in_fd, out_fd;
+    bool has_attributes;
+    struct termios attributes;
+    Seq bytes;
+};
+Restore restore_record;
+
+void restore_now() {
+    kv_write_all(restore_record.out_fd, restore_record.bytes.bytes, restore_record.bytes.length, nullptr);
+    if (restore_record.has_attributes) set_attributes(restore_record.in_fd, &restore_record.attributes);
 }
 
 }  // namespace
@@ -312,24 +348,28 @@ TermResult term_open(const TermConfig& config) {
 
     term->depth = config.basic ? ColorDepth::Ansi16 : detect_color_depth();
     term->in_alt_screen = config.alt_screen;
+    if (raw || config.alt_screen) {
+        restore_record = {term.get(), config.in_fd, config.out_fd, (bool)raw, raw ? raw->saved : termios{},
+                          close_seq(config, term->mouse_on, config.alt_screen)};
+        stdlib::set_fatal_hook(restore_now);
+    }
     return Ok(term);
 }
 
 void term_close(const Root<Term>& term) {
     if (!is_open(term)) return;
-    const TermConfig config = term->config;
-    term_gather_begin(term);
-    if (term->mouse_on || config.mouse) term_mouse_disable(term);
-    if (!config.basic) term_bracketed_paste_disable(term);
-    if (term->in_alt_screen || config.alt_screen) {
-        term_sgr_reset(term);
-        term_clear(term);
-        term_leave_alt_screen(term);
+    if (restore_record.owner == term.get()) {
+        stdlib::set_fatal_hook(nullptr);
+        restore_record.owner = nullptr;
     }
-    term_sgr_reset(term);
-    if (config.basic && !config.alt_screen) term_clear(term);
-    term_show_cursor(term);
-    // Whatever an unfinished gather still holds goes out too, before the modes are restored.
+    const TermConfig config = term->config;
+    Seq bytes = close_seq(config, term->mouse_on, term->in_alt_screen);
+    if (term->in_alt_screen || config.alt_screen || config.basic) term->cursor_x = term->cursor_y = 0;
+    term->mouse_on = term->in_alt_screen = false;
+    term->cursor_visible = true;
+    // Whatever an unfinished gather still holds goes out first, before the modes are restored.
+    term->gathering = 1;
+    send_seq(term, bytes);
     term->gathering = 0;
     drain(term);
     if (term->raw_state) {

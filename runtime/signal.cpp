@@ -6,6 +6,8 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include "runtime/platform.hpp"
+
 static_assert(SIGHUP == 1 && SIGINT == 2 && SIGQUIT == 3 && SIGKILL == 9 && SIGUSR1 == 10 &&
               SIGUSR2 == 12 && SIGPIPE == 13 && SIGALRM == 14 && SIGTERM == 15 && SIGCHLD == 17 &&
               SIGCONT == 18 && SIGSTOP == 19 && SIGURG == 23);
@@ -175,6 +177,29 @@ int32_t nolt_signal_selfpipe_read(int32_t read_fd) {
         got = read(read_fd, &byte, 1);
     } while (got < 0 && errno == EINTR);
     return got == 1 ? (int32_t)byte : -1;
+}
+
+int32_t nolt_signal_raise_default(int32_t signal) {
+    if (signal == SIGURG) return refuse();
+    if (install(signal, SIG_DFL, 0) != 0 || raise(signal) != 0) return -1;
+    return nolt_signal_unblock(signal);
+}
+
+static void fatal_signal_handler(int signal) {
+    nolt_platform_before_fatal();
+    nolt_signal_raise_default(signal);
+}
+
+int32_t nolt_signal_fatal_init(void) {
+    static char alternate_stack[64 * 1024];
+    stack_t stack {};
+    stack.ss_sp = alternate_stack;
+    stack.ss_size = sizeof alternate_stack;
+    if (sigaltstack(&stack, nullptr) != 0) return -1;
+    static const int faults[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGSYS, SIGTRAP};
+    for (int signal : faults)
+        if (install(signal, fatal_signal_handler, SA_ONSTACK | SA_RESETHAND) != 0) return -1;
+    return 0;
 }
 
 int32_t nolt_SIGRTMIN(void) { return SIGRTMIN; }

@@ -42,6 +42,15 @@ int32_t nolt_signal_selfpipe_create(int32_t fds[2]);  // fds[0] reads, fds[1] wr
 int32_t nolt_signal_selfpipe_register(int32_t signal, int32_t write_fd);
 int32_t nolt_signal_selfpipe_read(int32_t read_fd);  // the byte 0..255, or -1
 
+// The fault signals (SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGSYS, SIGTRAP) get a handler that
+// runs on an alternate stack of the calling thread, so that a stack overflow is caught too: it runs
+// the platform's fatal hook, then lets the signal take its default action, so that the exit status
+// and any core dump stay what they were. 0 or -1.
+int32_t nolt_signal_fatal_init(void);
+// Gives `signal` its default action and raises it on the calling thread, unblocked: a signal whose
+// default ends the process ends it here, also from inside a handler. SIGURG is refused.
+int32_t nolt_signal_raise_default(int32_t signal);
+
 int32_t nolt_SIGRTMIN(void);
 int32_t nolt_SIGRTMIN_offset(int32_t n);
 

@@ -1,6 +1,12 @@
 #include "stdlib/io/file.hpp"
 
+#include <errno.h>
+#include <fcntl.h>
+
 #include "runtime/fs.hpp"
+#include "runtime/process.hpp"
+#include "runtime/signal.hpp"
+#include "stdlib/core/convert.hpp"
 #include "stdlib/fs/perm.hpp"
 #include "stdlib/fs/stat.hpp"
 
@@ -51,6 +57,25 @@ Result<bool, Error> writeFile(const string& path, const string& text) {
     bool closed = nolt_fclose(stream) == 0;
     if (written < size || !closed) return Err(error(ErrorKind::IoError, concat("short write to file: "_t, path)));
     return Ok(true);
+}
+
+Result<bool, Error> replaceFile(const string& path, const string& text) {
+    int32_t mode = nolt_fs_file_mode(c_str(path));  // -1: a new file
+    if (nolt_fs_is_symlink(c_str(path)) ||
+        (mode >= 0 && (!is_writable(path) || nolt_fs_file_uid(c_str(path)) != (int64_t)nolt_getuid())))
+        return writeFile(path, text);
+    string beside = concat(concat(path, ".saving-"_t), to_string((int32_t)nolt_getpid()));
+    int32_t fd = nolt_fd_open(c_str(beside), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (fd < 0 && errno == EACCES) return writeFile(path, text);
+    bool written = fd >= 0;
+    for (int64_t done = 0, n; written && done < length(text); done += n)
+        written = (n = nolt_fd_write(fd, c_str(text) + done, length(text) - done)) > 0;
+    bool closed = fd >= 0 && nolt_fd_close(fd) == 0;
+    if (written && closed && nolt_fs_fsync(c_str(beside)) == 0 && (mode < 0 || nolt_fs_chmod(c_str(beside), mode) == 0) &&
+        nolt_fs_rename(c_str(beside), c_str(path)) == 0)
+        return Ok(true);
+    if (fd >= 0) nolt_fs_unlink(c_str(beside));
+    return Err(error(ErrorKind::IoError, concat("failed to write file: "_t, path)));
 }
 
 }  // namespace stdlib

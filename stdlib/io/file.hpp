@@ -15,5 +15,12 @@ Result<string, Error> readFile(const string& path);
 // open leaves a truncated or partial file. IoError "failed to write file: " + path if it can't be
 // opened, "short write to file: " + path if not every byte reached the file.
 Result<bool, Error> writeFile(const string& path, const string& text);
+// Replaces the file as a whole, Ok(true): the text goes to a new file beside it, which takes the
+// old file's permission bits and reaches the disk before it is renamed over the old one, so that a
+// failure at any point leaves the old file as it was. A symbolic link, a file that is not writable
+// or is another owner's, and a folder that refuses a new file are written in place by writeFile
+// instead, which keeps the link, the protection, the owner and the folder as they are. IoError
+// "failed to write file: " + path.
+Result<bool, Error> replaceFile(const string& path, const string& text);
 
 }  // namespace stdlib

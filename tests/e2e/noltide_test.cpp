@@ -1,5 +1,4 @@
 // The noltide binary, run as a user would start it.
-#include <signal.h>
 #include <string.h>
 
 #include "harness.hpp"
@@ -177,15 +176,6 @@ TEST(NoltideLoop, ThemeAndFillKeysSayWhatTheyChoseAndAPasteWithNoTargetIsHarmles
 }
 
 TEST(NoltideLoop, AHangUpEndsTheProgramAtOnceWithoutSpinning) {
-    {
-        e2e::Session s(NOLTIDE_BIN, screen80());
-        ASSERT_TRUE(s.wait_text(kBar));
-        ::kill(s.pid(), SIGHUP);
-        ASSERT_TRUE(s.wait_exit(std::chrono::milliseconds(1000)));
-        EXPECT_EQ(s.exit_status(), e2e::ExitStatus::exited(0));
-        EXPECT_FALSE(s.alt_screen());
-        EXPECT_TRUE(same_modes(s.modes(), e2e::Session::fresh_modes()));
-    }
     e2e::Session s(NOLTIDE_BIN, screen80());
     ASSERT_TRUE(s.wait_text(kBar));
     long before = s.cpu_ms();

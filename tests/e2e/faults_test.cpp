@@ -1,0 +1,70 @@
+// Writes that fail part-way (a full disk, an I/O error) lose nothing and end nothing.
+#include <errno.h>
+
+#include "ide_steps.hpp"
+
+using namespace e2e::steps;
+namespace fs = std::filesystem;
+
+namespace {
+
+// The real binary with the fault shim preloaded: under `prefix`, `call` fails with `error`.
+e2e::Options faulty(e2e::Options opts, const fs::path& prefix, const std::string& call, int error) {
+    const char* asan = getenv("ASAN_OPTIONS");  // the shim comes before a sanitizer's runtime
+    return opts.with_env("LD_PRELOAD", E2E_FAULT_SHIM)
+        .with_env("ASAN_OPTIONS", std::string(asan ? asan : "") + ":verify_asan_link_order=0")
+        .with_env("FAULT_PATH", prefix.string() + "/")
+        .with_env("FAULT_CALL", call)
+        .with_env("FAULT_ERRNO", std::to_string(error));
+}
+
+}  // namespace
+
+TEST(Faults, AFailedSaveKeepsTheFileAndTheBufferAndASaveKeepsTheMode) {
+    struct Case {
+        std::string call;
+        int error;
+    };
+    for (const Case& c : {Case{"write", ENOSPC}, Case{"fsync", EIO}, Case{"close", EIO}, Case{"none", 0}}) {
+        e2e::TempDir dir;
+        fs::path file = dir.path() / "a.nolt";
+        e2e::write_file(file, "old\n");
+        fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+        e2e::Session s(NOLTIDE_BIN, faulty(at80({file.string()}), dir.path(), c.call, c.error));
+        ASSERT_TRUE(s.wait_text("noltide - " + file.string()));
+        s.send("x");
+        s.send(ctrl('s'));
+        if (c.error) {
+            answer(s, "Could not write file", "OK");
+            EXPECT_TRUE(wait_status(s, file.string() + "  modified")) << c.call;
+            EXPECT_EQ(read_file(file), "old\n") << c.call;
+            quit_discarding(s);
+        } else {
+            EXPECT_TRUE(wait_status(s, file.string() + "  saved"));
+            EXPECT_EQ(read_file(file), "xold\n");
+            quit(s);
+        }
+        EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), {}), 1) << c.call;
+        EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+    }
+}
+
+TEST(Faults, FailedWritesOfTheThreeTomlFilesKeepTheRunningValues) {
+    e2e::TempDir dir;
+    write_project(dir.path() / "demo", "demo");
+    e2e::Session s(NOLTIDE_BIN, faulty(at80({"nolt.toml"}).in_dir(dir.path() / "demo").with_home(dir.path() / "home"),
+                                       dir.path(), "write", ENOSPC));
+    ASSERT_TRUE(s.wait_text("noltide 0.1.0 \u2014 demo"));
+    menu(s, 3, 0);
+    ASSERT_TRUE(s.wait_text("Project Settings"));
+    s.send("x\t\t\t\t\t");  // a changed name, then Apply
+    s.send(e2e::keys::enter);
+    answer(s, "Could not write nolt.toml (check Name/Entry/Output/Output dir)", "OK");
+    s.send(e2e::keys::esc);
+    answer(s, "Discard them?", "Yes");
+    EXPECT_TRUE(s.wait_text("noltide 0.1.0 \u2014 demo"));
+    s.send(std::string(e2e::keys::f10) + std::string(e2e::keys::right) + std::string(e2e::keys::up));
+    s.send(e2e::keys::enter);  // Auto End Block, written to settings.toml
+    EXPECT_TRUE(wait_status(s, "Auto End Block: Off"));
+    quit(s);  // the session cannot be written either
+}
