@@ -30,7 +30,7 @@ mirror=$({ cat /etc/apt/sources.list.d/*.sources /etc/apt/sources.list 2>/dev/nu
 
 start=$SECONDS
 step() {  # name, seconds at its start, status
-    printf '%-44s %s  %4ds\n' "$1" "$([ "$3" -eq 0 ] && echo pass || echo FAIL)" $((SECONDS - $2))
+    printf '%-50s %s  %5ds\n' "$1" "$([ "$3" -eq 0 ] && echo pass || echo FAIL)" $((SECONDS - $2))
 }
 
 if [ $reuse -eq 0 ] || [ ! -x "$dir/base/bin/bash" ]; then
