@@ -3,7 +3,8 @@
 # "test" for the program, its tests and benchmarks.
 set -euo pipefail
 pkgs=(g++ cmake ninja-build)
-[ "${1:-build}" = test ] && pkgs+=(googletest libgtest-dev libgmock-dev libbenchmark-dev libvterm-dev clang python3)
+[ "${1:-build}" = test ] && pkgs+=(googletest libgtest-dev libgmock-dev libbenchmark-dev libvterm-dev clang python3
+    pkgconf mandoc dpkg-dev file vim nano)
 missing=()
 for p in "${pkgs[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

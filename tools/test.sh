@@ -15,6 +15,8 @@ run_suite() {  # build-dir, extra cmake args...
 
 echo "== normal build"
 run_suite build/release -DCMAKE_BUILD_TYPE=RelWithDebInfo
+echo "== Debian package of the normal build"
+tools/install_check.sh package build/release
 echo "== normal build, a collection at every allocation, dead blocks poisoned"
 NOLT_GC_TORTURE=1 NOLT_GC_VERIFY=1 ctest --test-dir build/release -j "$jobs" --output-on-failure --timeout 600
 echo "== sanitizer build (address, undefined)"
