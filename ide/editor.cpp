@@ -78,9 +78,24 @@ void EditWin::layout_contents() {
 
 string EditWin::path() { return string(file_path); }
 
+// An edit never changes a line's text in place; it stores a new text in the line's slot. So the
+// answer holds while every slot and the saved text are the very objects they were when it was
+// found, and the buffer is joined and compared again only after an edit or a save.
 bool EditWin::dirty() {
+    Root<EditWin> self(this);
     Root<kestrum::TextArea> text(area);
-    return !stdlib::equals(text->text(), string(saved_text));
+    int32_t count = text->line_count;
+    bool same = checked_count == count && checked_saved.get() == saved_text.get();
+    for (int32_t i = 0; same && i < count; i++) same = checked_lines[i].get() == text->lines[i].get();
+    if (same) return checked_dirty;
+    int32_t slots = runtime::length(Root<runtime::Array<Member<Text>>>(text->lines));
+    if (!checked_lines || (int32_t)checked_lines->size() < slots)
+        self->checked_lines = runtime::Array<Member<Text>>::make((uint64_t)slots);
+    self->checked_dirty = !stdlib::equals(text->text(), string(saved_text));
+    for (int32_t i = 0; i < count; i++) self->checked_lines[i] = text->lines[i];
+    self->checked_saved = saved_text;
+    self->checked_count = count;
+    return checked_dirty;
 }
 
 bool EditWin::saved_once() { return was_saved; }

@@ -523,9 +523,16 @@ void Application::cycle_desktop_fill() {
     if (desktop->has_status) set_status(stdlib::concat("Fill: "_t, desktop_fill_preset_name(fill_index)));
 }
 
-void Application::set_status(const string& text) { desktop->set_status(text), dirty = true; }
+// A status text equal to the one shown leaves the screen clean: the next frame would be the same.
+void Application::set_status(const string& text) {
+    if (desktop->has_status && stdlib::equals(string(desktop->status), text)) return;
+    desktop->set_status(text), dirty = true;
+}
 
-void Application::set_status_right(const string& text) { desktop->set_status_right(text), dirty = true; }
+void Application::set_status_right(const string& text) {
+    if (desktop->has_status && stdlib::equals(string(desktop->status_right), text)) return;
+    desktop->set_status_right(text), dirty = true;
+}
 
 void Application::set_menubar_right(const string& text) {
     if (!desktop->has_menubar) return;

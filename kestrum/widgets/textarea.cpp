@@ -158,6 +158,7 @@ Root<TextArea> TextArea::create(Rect bounds, int32_t max_lines, int32_t visible_
     string empty = empty_line();
     for (Member<Text>& slot : *slots) slot = empty;
     area->lines = slots;
+    area->hl = runtime::make<HlCache>();
     area->scheme = scheme_by_name("default"_t);
     return area;
 }
@@ -619,7 +620,7 @@ void TextArea::draw(const Root<CellBuffer>& buf, Rect r, Rect clip, bool focused
     if (g > 0) draw_gutter(buf, r, area, rows, g);
     Rect tclip = rect_intersect(area, rect(text_x, r.y, text_w, rows));
     paint_lines(buf, Root<Array<Member<Text>>>(lines), line_count, top_line, rows, text_x - left_col, r.y, lang,
-                Root<SyntaxScheme>(scheme), tclip);
+                Root<SyntaxScheme>(scheme), tclip, Root<HlCache>(hl));
     if (!sel_empty()) draw_selection(buf, r, area, text_x, rows);
     if (focused && caret_line >= top_line && caret_line < top_line + rows && caret_line < line_count) {
         Point p = point(text_x + cp_to_display(at(caret_line), caret_col) - left_col, r.y + caret_line - top_line);

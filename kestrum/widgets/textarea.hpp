@@ -34,6 +34,7 @@ public:
     bool drag_sel = false;
     int32_t lang = LANG_NONE();  // the catalog's language for highlighting
     Member<SyntaxScheme> scheme;  // the colours of text and gutter; "default" at creation
+    Member<HlCache> hl;           // the highlighter's end stacks from the last draws
     bool line_numbers = false;
     bool overwrite = false;
     bool sel_active = false;
