@@ -1,5 +1,7 @@
 #include "ide/editor.hpp"
 
+#include <string.h>
+
 #include "kestrum/syntax.hpp"
 #include "stdlib/core/convert.hpp"
 #include "stdlib/fs/perm.hpp"
@@ -78,6 +80,23 @@ void EditWin::layout_contents() {
 
 string EditWin::path() { return string(file_path); }
 
+namespace {
+
+// The area's lines joined by newlines equal `saved`, compared in place.
+bool same_lines(const Root<kestrum::TextArea>& text, const string& saved) {
+    const char* p = stdlib::c_str(saved);
+    int32_t n = stdlib::length(saved), at = 0;
+    for (int32_t i = 0; i < text->line_count; i++) {
+        const Text* line = text->lines[i].get();
+        if (i > 0 && (at >= n || p[at++] != '\n')) return false;
+        if (line->length() > n - at || memcmp(p + at, line->c_str(), (size_t)line->length()) != 0) return false;
+        at += line->length();
+    }
+    return at == n;
+}
+
+}  // namespace
+
 // An edit never changes a line's text in place; it stores a new text in the line's slot. So the
 // answer holds while every slot and the saved text are the very objects they were when it was
 // found, and the buffer is joined and compared again only after an edit or a save.
@@ -91,7 +110,7 @@ bool EditWin::dirty() {
     int32_t slots = runtime::length(Root<runtime::Array<Member<Text>>>(text->lines));
     if (!checked_lines || (int32_t)checked_lines->size() < slots)
         self->checked_lines = runtime::Array<Member<Text>>::make((uint64_t)slots);
-    self->checked_dirty = !stdlib::equals(text->text(), string(saved_text));
+    self->checked_dirty = !same_lines(text, string(saved_text));
     for (int32_t i = 0; i < count; i++) self->checked_lines[i] = text->lines[i];
     self->checked_saved = saved_text;
     self->checked_count = count;
