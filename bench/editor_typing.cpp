@@ -112,7 +112,7 @@ BENCHMARK(BM_TypingSideBySide)->Iterations(1)->Unit(benchmark::kSecond);
 void BM_IdleEightWindows(benchmark::State& state) {
     e2e::TempDir home;
     std::string root = (home.path() / "proj").string(), buffers, rects;
-    e2e::write_file(home.path() / "proj/nolt.toml", "[project]\nname = \"idle\"\n");
+    e2e::write_file(home.path() / "proj/nolt.toml", "[package]\nname = \"idle\"\n");
     for (int i = 1; i <= 7; i++) {
         std::string path = root + "/src/f" + std::to_string(i) + ".nolt";
         e2e::write_file(path, nolt_source(1000));
@@ -129,15 +129,18 @@ void BM_IdleEightWindows(benchmark::State& state) {
         if (const char* before = std::getenv("NOLTIDE_BEFORE")) bins.push_back({"noltide (before)", before});
         for (auto& [name, bin] : bins) {
             e2e::Session s(bin, e2e::Options().with_size(200, 60).with_home(home.path()).in_dir(home.path()));
-            if (!s.wait_text("f7.nolt")) return state.SkipWithError("the project did not open");
+            if (!s.wait_text("f7.nolt")) {
+                std::printf("%s\n", s.screen().c_str());
+                return state.SkipWithError("the project did not open");
+            }
             s.pump_for(e2e::Millis(1000));
             Cpu rest0 = cpu_of(s.pid());
             s.pump_for(kIdle);
             Cpu rest1 = cpu_of(s.pid());
             double secs = kIdle.count() / 1e3;
+            if (const char* hook = std::getenv("BENCH_IDLE_HOOK")) std::system((std::string(hook) + " " + std::to_string(s.pid())).c_str());
             std::printf("%-18s %14.2f %14.2f\n", name, (rest1.main_ns - rest0.main_ns) / 1e6 / secs,
                         (rest1.other_ns - rest0.other_ns) / 1e6 / secs);
-            if (std::getenv("BENCH_SHOW_SCREEN")) std::printf("%s\n", s.screen().c_str());
             s.kill();
         }
     }

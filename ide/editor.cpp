@@ -154,12 +154,19 @@ string EditWin::status_left() {
     return concat(shown, status_file_flags(self->read_only(), self->dirty(), self->was_saved));
 }
 
+// Made again only when a figure it shows has changed.
 string EditWin::status_right() {
+    Root<EditWin> self(this);
     Root<kestrum::TextArea> text(area);
+    int32_t figures[4] = {text->line_count, text->caret_line, text->caret_col, text->overwrite};
+    if (right_text && memcmp(figures, right_figures, sizeof figures) == 0) return string(right_text);
     string s = concat(stdlib::to_string(text->line_count), " lines  "_t);
     s = concat(concat(s, stdlib::to_string(text->caret_line + 1)), ":"_t);
     s = concat(concat(s, stdlib::to_string(text->caret_col + 1)), "  "_t);
-    return concat(s, text->overwrite ? "OVR"_t : "INS"_t);
+    s = concat(s, text->overwrite ? "OVR"_t : "INS"_t);
+    self->right_text = s;
+    memcpy(self->right_figures, figures, sizeof figures);
+    return s;
 }
 
 string EditWin::line_before_caret() {
@@ -189,7 +196,8 @@ int32_t syntax_lang_for(const string& path) {
 }
 
 bool path_read_only(const string& path) {
-    return !stdlib::is_empty(path) && stdlib::exists(path) && !stdlib::is_writable(path);
+    // The writable test first: for the usual writable file it is the only system call.
+    return !stdlib::is_empty(path) && !stdlib::is_writable(path) && stdlib::exists(path);
 }
 
 string status_file_flags(bool read_only, bool dirty, bool saved_once) {

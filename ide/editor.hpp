@@ -46,6 +46,9 @@ public:
     Member<Text> checked_saved;
     int32_t checked_count = -1;
     bool checked_dirty = false;
+    // The last status_right() and the figures it shows: lines, caret line and column, overwrite.
+    Member<Text> right_text;
+    int32_t right_figures[4] = {-1, -1, -1, -1};
 
     // Reads the file at `path` when it is not empty; a file that cannot be read gives an empty
     // buffer under that path.

@@ -732,13 +732,17 @@ void Application::walk_views(Visit visit) {
 }
 
 void Application::collect_poll_fds() {
-    walk_views([](const Root<View>& view) {
+    int32_t found = 0;
+    walk_views([&](const Root<View>& view) {
         int32_t fd = view->poll_fd();
-        if (fd >= 0) stdlib::poll_add(fd, stdlib::POLLIN());
+        if (fd >= 0) stdlib::poll_add(fd, stdlib::POLLIN()), found++;
     });
+    poll_views = found;
 }
 
 void Application::drain_pollable_views() {
+    // The last collect_poll_fds found no view with a descriptor: there is nothing to drain.
+    if (poll_views == 0) return;
     bool redraw_due = false;
     walk_views([&](const Root<View>& view) {
         if (view->poll_fd() >= 0 && view->drain_poll()) redraw_due = true;

@@ -121,6 +121,7 @@ public:
     int32_t modal_count = 0;
     bool modal_dim = true;
     bool basic_term = false;
+    int32_t poll_views = -1;  // views with a descriptor at the last collect_poll_fds; -1 before it
 
     static Root<Application> create(const Root<Theme>& theme);
 
