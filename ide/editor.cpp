@@ -99,7 +99,7 @@ bool same_lines(const Root<kestrum::TextArea>& text, const string& saved) {
 
 // An edit never changes a line's text in place; it stores a new text in the line's slot. So the
 // answer holds while every slot and the saved text are the very objects they were when it was
-// found, and the buffer is joined and compared again only after an edit or a save.
+// found, and the lines are compared with the saved text again only after an edit or a save.
 bool EditWin::dirty() {
     Root<EditWin> self(this);
     Root<kestrum::TextArea> text(area);

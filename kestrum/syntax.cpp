@@ -688,7 +688,7 @@ bool same_stack(const HlStack& a, const HlStack& b) {
     return true;
 }
 
-// The cache made to fit the language and the number of slots, empty if it did not.
+// Keeps the cache if it was made for this language and enough slots, else starts it empty.
 void fit_cache(const Root<HlCache>& cache, const Root<Lang>& language, int32_t slots) {
     if (cache->lang.get() == language.get() && cache->texts && (int32_t)cache->texts->size() >= slots) return;
     cache->lang = language;
@@ -726,7 +726,7 @@ void paint_lines(const Root<CellBuffer>& buf, const string_array& lines, int32_t
         }
         stack = apply_line(language, line, stack, buf, x, (int32_t)row, scheme, clip, paint);
         if (!cached || i > cache->valid) continue;
-        if (!recorded || cache->texts[i].get() != line.get() || !same_stack(cache->ends[i], stack)) cache->valid = i + 1;
+        if (!recorded || !same_stack(cache->ends[i], stack)) cache->valid = i + 1;
         cache->texts[i] = line;
         cache->ends[i] = stack;
     }
