@@ -475,23 +475,6 @@ void cellbuf_flush(const Root<Term>& term, const Root<CellBuffer>& next, const R
     }
     int32_t width = next->width, height = next->height;
     if (width < 1 || height < 1) return;
-    // Both arrays stay put for the whole flush: the heap does not move objects, the buffers are
-    // rooted by the caller, and nothing below resizes them.
-    const Cell* drawn = cells_of(next);
-    Cell* shown = cells_of(prev);
-    // Rows equal byte for byte are equal cell by cell and send nothing (rows whose padding bytes
-    // differ are compared cell by cell). A frame equal to the one shown sends nothing at all, not
-    // even the hidden cursor: the terminal already shows it that way.
-    auto same_row = [&](int32_t y) {
-        const Cell *a = drawn + (int64_t)y * width, *b = shown + (int64_t)y * width;
-        if (memcmp(a, b, sizeof(Cell) * (size_t)width) == 0) return true;
-        for (int32_t x = 0; x < width; x++)
-            if (!(a[x] == b[x])) return false;
-        return true;
-    };
-    int32_t first = 0;
-    while (first < height && same_row(first)) first++;
-    if (first == height) return;
     bool live = term && term->is_open;
     bool basic = term && term->config.basic;
     if (live) {
@@ -499,10 +482,16 @@ void cellbuf_flush(const Root<Term>& term, const Root<CellBuffer>& next, const R
         term_hide_cursor(term);
         term->cursor_x = term->cursor_y = -1;
     }
+    // Both arrays stay put for the whole flush: the heap does not move objects, the buffers are
+    // rooted by the caller, and nothing below resizes them.
+    const Cell* drawn = cells_of(next);
+    Cell* shown = cells_of(prev);
     bool have_style = false;
     Style current;
-    for (int32_t y = first; y < height; y++) {
+    for (int32_t y = 0; y < height; y++) {
         int64_t row = (int64_t)y * width;
+        // Rows equal byte for byte are equal cell by cell and send nothing; only the others are
+        // walked (cells whose padding bytes differ are still compared field by field below).
         if (memcmp(drawn + row, shown + row, sizeof(Cell) * (size_t)width) == 0) continue;
         int32_t skip_until = -1;
         for (int32_t x = 0; x < width; x++) {
