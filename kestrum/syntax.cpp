@@ -1,6 +1,7 @@
 #include "kestrum/syntax.hpp"
 
 #include <string.h>
+#include <algorithm>
 
 #include "stdlib/core/chars.hpp"
 #include "stdlib/core/convert.hpp"
