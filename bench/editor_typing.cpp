@@ -1,40 +1,151 @@
-// Typing into the real binary: 2,000 characters typed one by one into a 1,000-line file in a
-// maximised edit window of a 200x60 terminal, each waited for on the screen as a person would
-// see it. Counters: processor time of the program and terminal bytes per typed character.
+// The real programs side by side in 200x60 pseudo-terminals: noltide, vim -u DEFAULTS and nano
+// on the same 1,000-line Nolt file, 1,500 keys typed at a steady rate, and noltide at rest with a
+// project of seven such files and the file tree. Processor time is read per thread from
+// /proc/PID/task/*/schedstat, so noltide's main thread is counted apart from its tick thread.
+// NOLTIDE_BEFORE=path adds a second noltide binary, for a before and after in one run.
 #include <benchmark/benchmark.h>
+#include <dirent.h>
 
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
 #include <string>
+#include <vector>
 
 #include "harness.hpp"
 
 namespace {
 
-constexpr int kChars = 2000;
+constexpr int kKeys = 1500;
 constexpr int kPerLine = 40;
+constexpr e2e::Millis kIdle{4000};
 
-void BM_TypeIntoLongFile(benchmark::State& state) {
-    e2e::TempDir home;
+// Nanoseconds on the processor: the thread whose id is the process's, and all the others.
+struct Cpu {
+    double main_ns = 0, other_ns = 0;
+};
+
+Cpu cpu_of(pid_t pid) {
+    Cpu cpu;
+    std::string dir = "/proc/" + std::to_string(pid) + "/task";
+    DIR* tasks = opendir(dir.c_str());
+    if (!tasks) return cpu;
+    while (dirent* entry = readdir(tasks)) {
+        if (entry->d_name[0] == '.') continue;
+        std::ifstream in(dir + "/" + entry->d_name + "/schedstat");
+        double ns = 0;
+        in >> ns;
+        (std::to_string(pid) == entry->d_name ? cpu.main_ns : cpu.other_ns) += ns;
+    }
+    closedir(tasks);
+    return cpu;
+}
+
+std::string nolt_source(int lines) {
     std::string text;
-    for (int i = 1; i <= 1000; i++) text += "line " + std::to_string(i) + " of the file\n";
-    e2e::write_file(home.path() / "long.txt", text);
+    for (int i = 1; i <= lines; i++)
+        text += i % 10 == 1   ? "# step " + std::to_string(i) + ": the running total, kept in a \"box\"\n"
+                : i % 10 == 2 ? "fn step" + std::to_string(i) + "(n: i32) -> i32\n"
+                : i % 10 == 9 ? "end step" + std::to_string(i - 8) + "\n"
+                              : "    total = total + n * 0x" + std::to_string(i) + " + 'c' -- " + std::to_string(i) + "\n";
+    return text;
+}
+
+struct Program {
+    const char* name;
+    std::string bin;
+    std::vector<std::string> args;
+    std::string before_typing;  // keys that start inserting
+};
+
+std::vector<Program> programs(const std::string& file) {
+    std::vector<Program> all{{"noltide", NOLTIDE_BIN, {file}, ""}};
+    if (const char* before = std::getenv("NOLTIDE_BEFORE")) all.push_back({"noltide (before)", before, {file}, ""});
+    all.push_back({"vim -u DEFAULTS", "/usr/bin/vim", {"-u", "DEFAULTS", "-i", "NONE", file}, "i"});
+    all.push_back({"nano", "/usr/bin/nano", {"--ignorercfiles", file}, ""});
+    return all;
+}
+
+double ms_since(std::chrono::steady_clock::time_point t0) {
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count();
+}
+
+void BM_TypingSideBySide(benchmark::State& state) {
+    e2e::TempDir home;
+    e2e::write_file(home.path() / "long.nolt", nolt_source(1000));
     for (auto _ : state) {
-        e2e::Session s(NOLTIDE_BIN, e2e::Options().with_size(200, 60).with_home(home.path()).with_args({"long.txt"}));
-        if (!s.wait_text("1001 lines  1:1  INS")) return state.SkipWithError("the file did not open");
-        long cpu0 = s.cpu_ms_now();
-        size_t bytes0 = s.output().size();
-        for (int i = 0; i < kChars; i++) {
-            int line = i / kPerLine, col = i % kPerLine;
-            if (col == 0 && line > 0) s.send("\x1b[B\x1b[H");  // down, then home
-            s.send(std::string(1, char('a' + i % 26)));
-            std::string want = "  " + std::to_string(line + 1) + ":" + std::to_string(col + 2) + "  INS";
-            if (!s.wait_text(want)) return state.SkipWithError("a key was not shown");
+        std::printf("\n%-18s %12s %10s %12s %14s %13s %12s\n", "program", "start-up ms", "idle ms/s", "cpu us/key",
+                    "main us/key", "tick us/key", "bytes/key");
+        for (const Program& p : programs("long.nolt")) {
+            auto t0 = std::chrono::steady_clock::now();
+            e2e::Session s(p.bin, e2e::Options().with_size(200, 60).with_home(home.path()).with_args(p.args));
+            if (!s.wait_text("the running total")) return state.SkipWithError("the file did not open");
+            double startup = ms_since(t0);
+            s.send(p.before_typing);
+            s.pump_for(e2e::Millis(1000));
+            Cpu rest0 = cpu_of(s.pid());
+            s.pump_for(kIdle);
+            Cpu rest1 = cpu_of(s.pid());
+            std::string last;
+            size_t bytes0 = s.output().size();
+            for (int i = 0; i < kKeys; i++) {
+                if (i % kPerLine == 0 && i > 0) s.send("\x1b[B\x1b[H"), last.clear();  // down, then home
+                last += char('a' + i % 26);
+                s.send(last.substr(last.size() - 1));
+                s.pump_for(e2e::Millis(5));
+            }
+            if (!s.wait_text(last)) return state.SkipWithError("the keys were not shown");
+            Cpu typed = cpu_of(s.pid());
+            double idle = (rest1.main_ns + rest1.other_ns - rest0.main_ns - rest0.other_ns) / 1e6 / (kIdle.count() / 1e3);
+            double main_us = (typed.main_ns - rest1.main_ns) / 1e3 / kKeys;
+            double other_us = (typed.other_ns - rest1.other_ns) / 1e3 / kKeys;
+            std::printf("%-18s %12.1f %10.2f %12.1f %14.1f %13.1f %12.1f\n", p.name, startup, idle, main_us + other_us,
+                        main_us, other_us, double(s.output().size() - bytes0) / kKeys);
+            s.kill();
         }
-        state.counters["cpu_us_per_char"] = double(s.cpu_ms_now() - cpu0) * 1000.0 / kChars;
-        state.counters["bytes_per_char"] = double(s.output().size() - bytes0) / kChars;
-        s.kill();
     }
 }
-BENCHMARK(BM_TypeIntoLongFile)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_TypingSideBySide)->Iterations(1)->Unit(benchmark::kSecond);
+
+// Seven 1,000-line files beside the file tree, restored from the session, and nothing happening.
+void BM_IdleEightWindows(benchmark::State& state) {
+    e2e::TempDir home;
+    std::string root = (home.path() / "proj").string(), buffers, rects;
+    e2e::write_file(home.path() / "proj/nolt.toml", "[package]\nname = \"idle\"\n");
+    for (int i = 1; i <= 7; i++) {
+        std::string path = root + "/src/f" + std::to_string(i) + ".nolt";
+        e2e::write_file(path, nolt_source(1000));
+        buffers += std::string(i > 1 ? ", " : "") + "\"" + path + "\"";
+        rects += std::string(i > 1 ? ", " : "") + "\"" + std::to_string(20 + i * 10) + "," + std::to_string(1 + i * 3) +
+                 ",100,40\"";
+    }
+    e2e::write_file(home.path() / ".config/noltide/session.toml",
+                    "last_root = \"" + root + "\"\n[\"" + root + "\"]\nactive = 6\nactive_kind = \"editor\"\nbuffers = [" +
+                        buffers + "]\nrects = [" + rects + "]\n");
+    for (auto _ : state) {
+        std::printf("\n%-18s %14s %14s\n", "program", "main ms/s", "tick ms/s");
+        std::vector<std::pair<const char*, std::string>> bins{{"noltide", NOLTIDE_BIN}};
+        if (const char* before = std::getenv("NOLTIDE_BEFORE")) bins.push_back({"noltide (before)", before});
+        for (auto& [name, bin] : bins) {
+            e2e::Session s(bin, e2e::Options().with_size(200, 60).with_home(home.path()).in_dir(home.path()));
+            if (!s.wait_text("f7.nolt")) {
+                std::printf("%s\n", s.screen().c_str());
+                return state.SkipWithError("the project did not open");
+            }
+            s.pump_for(e2e::Millis(1000));
+            Cpu rest0 = cpu_of(s.pid());
+            s.pump_for(kIdle);
+            Cpu rest1 = cpu_of(s.pid());
+            double secs = kIdle.count() / 1e3;
+            if (const char* hook = std::getenv("BENCH_IDLE_HOOK")) std::system((std::string(hook) + " " + std::to_string(s.pid())).c_str());
+            std::printf("%-18s %14.2f %14.2f\n", name, (rest1.main_ns - rest0.main_ns) / 1e6 / secs,
+                        (rest1.other_ns - rest0.other_ns) / 1e6 / secs);
+            s.kill();
+        }
+    }
+}
+BENCHMARK(BM_IdleEightWindows)->Iterations(1)->Unit(benchmark::kSecond);
 
 }  // namespace
 

@@ -45,8 +45,9 @@ void draw_frame(const Root<CellBuffer>& frame, const string& line) {
     cellbuf_draw_text(frame, 1, H - 1, "main.nolt  Ln 1, Col 1"_t, gutter);
 }
 
-void report(benchmark::State& state, const Root<Term>& term, int64_t bytes, int64_t calls) {
+void report(benchmark::State& state, const Root<Term>& term, int64_t bytes, int64_t calls, uint64_t managed) {
     double frames = (double)state.iterations();
+    state.counters["managed_bytes/frame"] = (double)(nolt_heaps_get_gc_stats()->total_allocated - managed) / frames;
     state.counters["bytes/frame"] = benchmark::Counter((double)(term->bytes_written - bytes) / frames);
     state.counters["writes/frame"] = benchmark::Counter((double)(term->write_calls - calls) / frames);
 }
@@ -58,12 +59,13 @@ void BM_FullFrame(benchmark::State& state) {
     Root<CellBuffer> frame = cellbuf_create(W, H), shown = cellbuf_create(W, H);
     string line = "let total = items.fold(0, fn(sum, item) sum + item.price * item.count) -- \xe6\xbc\xa2\xe5\xad\x97"_t;
     int64_t bytes = term->bytes_written, calls = term->write_calls;
+    uint64_t managed = nolt_heaps_get_gc_stats()->total_allocated;
     for (auto _ : state) {
         cellbuf_resize(shown, 0, 0);
         draw_frame(frame, line);
         cellbuf_flush(term, frame, shown);
     }
-    report(state, term, bytes, calls);
+    report(state, term, bytes, calls, managed);
 }
 BENCHMARK(BM_FullFrame)->Arg((int)ColorDepth::Color256)->Arg((int)ColorDepth::TrueColor)->Unit(benchmark::kMicrosecond);
 
@@ -76,13 +78,14 @@ void BM_OneCellChanged(benchmark::State& state) {
     draw_frame(frame, line);
     cellbuf_flush(term, frame, shown);
     int64_t bytes = term->bytes_written, calls = term->write_calls;
+    uint64_t managed = nolt_heaps_get_gc_stats()->total_allocated;
     int32_t n = 0;
     for (auto _ : state) {
         draw_frame(frame, line);
         cellbuf_put(frame, 100, 30, 'a' + n++ % 26, style_default());
         cellbuf_flush(term, frame, shown);
     }
-    report(state, term, bytes, calls);
+    report(state, term, bytes, calls, managed);
 }
 BENCHMARK(BM_OneCellChanged)->Arg((int)ColorDepth::Color256)->Arg((int)ColorDepth::TrueColor)->Unit(benchmark::kMicrosecond);
 

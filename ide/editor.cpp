@@ -1,5 +1,7 @@
 #include "ide/editor.hpp"
 
+#include <string.h>
+
 #include "kestrum/syntax.hpp"
 #include "stdlib/core/convert.hpp"
 #include "stdlib/fs/perm.hpp"
@@ -75,8 +77,40 @@ void EditWin::layout_contents() {
 
 string EditWin::path() { return string(file_path); }
 
+namespace {
+
+// The area's lines joined by newlines equal `saved`, compared in place.
+bool same_lines(const Root<kestrum::TextArea>& text, const string& saved) {
+    const char* p = stdlib::c_str(saved);
+    int32_t n = stdlib::length(saved), at = 0;
+    for (int32_t i = 0; i < text->line_count; i++) {
+        const Text* line = text->lines[i].get();
+        if (i > 0 && (at >= n || p[at++] != '\n')) return false;
+        if (line->length() > n - at || memcmp(p + at, line->c_str(), (size_t)line->length()) != 0) return false;
+        at += line->length();
+    }
+    return at == n;
+}
+
+}  // namespace
+
+// An edit never changes a line's text in place; it stores a new text in the line's slot. So the
+// answer holds while every slot and the saved text are the very objects they were when it was
+// found, and the lines are compared with the saved text again only after an edit or a save.
 bool EditWin::dirty() {
-    return !stdlib::equals(area->text(), string(saved_text));
+    Root<kestrum::TextArea> text(area);
+    int32_t count = text->line_count;
+    bool same = checked_count == count && checked_saved.get() == saved_text.get();
+    for (int32_t i = 0; same && i < count; i++) same = checked_lines[i].get() == text->lines[i].get();
+    if (same) return checked_dirty;
+    int32_t slots = runtime::length(text->lines);
+    if (!checked_lines || (int32_t)checked_lines->size() < slots)
+        checked_lines = runtime::Array<Member<Text>>::make((uint64_t)slots);
+    checked_dirty = !same_lines(text, string(saved_text));
+    for (int32_t i = 0; i < count; i++) checked_lines[i] = text->lines[i];
+    checked_saved = saved_text;
+    checked_count = count;
+    return checked_dirty;
 }
 
 bool EditWin::saved_once() { return was_saved; }
@@ -113,11 +147,17 @@ string EditWin::status_left() {
     return concat(shown, status_file_flags(read_only(), dirty(), was_saved));
 }
 
+// Made again only when a figure it shows has changed.
 string EditWin::status_right() {
+    int32_t figures[4] = {area->line_count, area->caret_line, area->caret_col, area->overwrite};
+    if (right_text && memcmp(figures, right_figures, sizeof figures) == 0) return string(right_text);
     string s = concat(stdlib::to_string(area->line_count), " lines  "_t);
     s = concat(concat(s, stdlib::to_string(area->caret_line + 1)), ":"_t);
     s = concat(concat(s, stdlib::to_string(area->caret_col + 1)), "  "_t);
-    return concat(s, area->overwrite ? "OVR"_t : "INS"_t);
+    s = concat(s, area->overwrite ? "OVR"_t : "INS"_t);
+    right_text = s;
+    memcpy(right_figures, figures, sizeof figures);
+    return s;
 }
 
 string EditWin::line_before_caret() {
@@ -145,7 +185,8 @@ int32_t syntax_lang_for(const string& path) {
 }
 
 bool path_read_only(const string& path) {
-    return !stdlib::is_empty(path) && stdlib::exists(path) && !stdlib::is_writable(path);
+    // The writable test first: for the usual writable file it is the only system call.
+    return !stdlib::is_empty(path) && !stdlib::is_writable(path) && stdlib::exists(path);
 }
 
 string status_file_flags(bool read_only, bool dirty, bool saved_once) {

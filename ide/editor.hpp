@@ -41,6 +41,14 @@ public:
     Member<Text> file_path;   // as given; empty for a buffer with no file
     Member<Text> saved_text;  // the whole text as last read from or written to the file
     bool was_saved = false;   // a save through this window has succeeded
+    // The last answer of dirty(), with the line texts and saved text it was found for.
+    Member<runtime::Array<Member<Text>>> checked_lines;
+    Member<Text> checked_saved;
+    int32_t checked_count = -1;
+    bool checked_dirty = false;
+    // The last status_right() and the figures it shows: lines, caret line and column, overwrite.
+    Member<Text> right_text;
+    int32_t right_figures[4] = {-1, -1, -1, -1};
 
     // Reads the file at `path` when it is not empty; a file that cannot be read gives an empty
     // buffer under that path.

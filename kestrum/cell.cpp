@@ -505,6 +505,9 @@ void cellbuf_flush(const Root<Term>& term, const Root<CellBuffer>& next, const R
     Style current;
     for (int32_t y = 0; y < height; y++) {
         int64_t row = (int64_t)y * width;
+        // Rows equal byte for byte are equal cell by cell and send nothing; only the others are
+        // walked (cells whose padding bytes differ are still compared field by field below).
+        if (memcmp(drawn + row, shown + row, sizeof(Cell) * (size_t)width) == 0) continue;
         int32_t skip_until = -1;
         for (int32_t x = 0; x < width; x++) {
             const Cell& cell = drawn[row + x];

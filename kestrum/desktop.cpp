@@ -535,9 +535,16 @@ void Application::cycle_desktop_fill() {
     if (desktop->has_status) set_status(stdlib::concat("Fill: "_t, desktop_fill_preset_name(fill_index)));
 }
 
-void Application::set_status(const string& text) { desktop->set_status(text), dirty = true; }
+// A status text equal to the one shown leaves the screen clean: the next frame would be the same.
+void Application::set_status(const string& text) {
+    if (desktop->has_status && stdlib::equals(string(desktop->status), text)) return;
+    desktop->set_status(text), dirty = true;
+}
 
-void Application::set_status_right(const string& text) { desktop->set_status_right(text), dirty = true; }
+void Application::set_status_right(const string& text) {
+    if (desktop->has_status && stdlib::equals(string(desktop->status_right), text)) return;
+    desktop->set_status_right(text), dirty = true;
+}
 
 void Application::set_menubar_right(const string& text) {
     if (!desktop->has_menubar) return;
@@ -735,13 +742,17 @@ void Application::walk_views(Visit visit) {
 }
 
 void Application::collect_poll_fds() {
-    walk_views([](const Root<View>& view) {
+    int32_t found = 0;
+    walk_views([&](const Root<View>& view) {
         int32_t fd = view->poll_fd();
-        if (fd >= 0) stdlib::poll_add(fd, stdlib::POLLIN());
+        if (fd >= 0) stdlib::poll_add(fd, stdlib::POLLIN()), found++;
     });
+    poll_views = found;
 }
 
 void Application::drain_pollable_views() {
+    // The last collect_poll_fds found no view with a descriptor: there is nothing to drain.
+    if (poll_views == 0) return;
     bool redraw_due = false;
     walk_views([&](const Root<View>& view) {
         if (view->poll_fd() >= 0 && view->drain_poll()) redraw_due = true;

@@ -122,6 +122,7 @@ public:
     bool modal_dim = true;
     bool basic_term = false;
     int32_t end_signal = 0;  // the signal that asked the program to end; close lets it finish the job
+    int32_t poll_views = -1;  // views with a descriptor at the last collect_poll_fds; -1 before it
 
     static Root<Application> create(const Root<Theme>& theme);
 

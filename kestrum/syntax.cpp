@@ -1,6 +1,7 @@
 #include "kestrum/syntax.hpp"
 
 #include <string.h>
+#include <algorithm>
 
 #include "stdlib/core/chars.hpp"
 #include "stdlib/core/convert.hpp"
@@ -679,19 +680,56 @@ HlStack apply_line(const Root<Lang>& lang, const string& line, const HlStack& st
     return now;
 }
 
+namespace {
+
+bool same_stack(const HlStack& a, const HlStack& b) {
+    if (a.depth != b.depth) return false;
+    for (int32_t i = 0; i < a.depth && i < max_stack(); i++)
+        if (a.ctxs[i] != b.ctxs[i]) return false;
+    return true;
+}
+
+// Keeps the cache if it was made for this language and enough slots, else starts it empty.
+void fit_cache(const Root<HlCache>& cache, const Root<Lang>& language, int32_t slots) {
+    if (cache->lang.get() == language.get() && cache->texts && (int32_t)cache->texts->size() >= slots) return;
+    cache->lang = language;
+    cache->texts = Array<Member<Text>>::make((uint64_t)slots);
+    cache->ends = Array<HlStack>::make((uint64_t)slots);
+    cache->valid = 0;
+}
+
+}  // namespace
+
 void paint_lines(const Root<CellBuffer>& buf, const string_array& lines, int32_t count, int32_t first, int32_t rows,
-                 int32_t x, int32_t y, int32_t lang, const Root<SyntaxScheme>& scheme, Rect clip) {
+                 int32_t x, int32_t y, int32_t lang, const Root<SyntaxScheme>& scheme, Rect clip,
+                 const Root<HlCache>& cache) {
     ensure_catalog();
     Root<Lang> language = lang > 0 && lang < g_n ? Root<Lang>(lang_at(lang)) : Root<Lang>();
     HlStack stack = empty_stack();
     count = min_int(count, runtime::length(lines));
-    for (int32_t i = 0; i < count; i++) {
+    // Lines below the painted ones cannot change what is shown.
+    int32_t end = (int32_t)std::min<int64_t>(count, (int64_t)first + max_int(rows, 0));
+    bool cached = language && cache;
+    if (cached) fit_cache(cache, language, runtime::length(lines));
+    for (int32_t i = 0; i < end; i++) {
         int64_t row = (int64_t)y + i - first;
-        bool paint = i >= first && (int64_t)i < (int64_t)first + rows && row >= INT32_MIN && row <= INT32_MAX;
+        bool paint = i >= first && row >= INT32_MIN && row <= INT32_MAX;
         if (!language && !paint) continue;
         string line = lines[i];
-        if (language) stack = apply_line(language, line, stack, buf, x, (int32_t)row, scheme, clip, paint);
-        else cellbuf_draw_text_in(buf, x, (int32_t)row, line, role_style(scheme.get(), -1), clip);
+        bool recorded = cached && i < cache->valid;
+        if (recorded && !paint && cache->texts[i].get() == line.get()) {
+            stack = cache->ends[i];
+            continue;
+        }
+        if (!language) {
+            cellbuf_draw_text_in(buf, x, (int32_t)row, line, role_style(scheme.get(), -1), clip);
+            continue;
+        }
+        stack = apply_line(language, line, stack, buf, x, (int32_t)row, scheme, clip, paint);
+        if (!cached || i > cache->valid) continue;
+        if (!recorded || !same_stack(cache->ends[i], stack)) cache->valid = i + 1;
+        cache->texts[i] = line;
+        cache->ends[i] = stack;
     }
 }
 

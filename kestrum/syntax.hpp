@@ -4,7 +4,7 @@
 // The module knows no language of its own. Each `*.toml` file in a syntax.d directory describes
 // one: keyword lists, contexts and rules. The highlighter is a small pushdown machine whose state
 // between lines is an HlStack of context indices; rules paint what they match, then push, pop or
-// stay. Nothing is cached between draws.
+// stay. A text area keeps each line's end stack in an HlCache between draws.
 #pragma once
 #include <stdint.h>
 
@@ -201,9 +201,26 @@ void paint_span(const Root<CellBuffer>& buf, int32_t x, int32_t y, const string&
 // Runs the rules over one line and gives the stack for the next; draws at x, y only if `paint`.
 HlStack apply_line(const Root<Lang>& lang, const string& line, const HlStack& stack, const Root<CellBuffer>& buf,
                    int32_t x, int32_t y, const Root<SyntaxScheme>& scheme, Rect clip, bool paint);
-// Scans lines 0 to count - 1 of catalog language `lang` and paints lines first .. first + rows - 1
-// at rows y and below; without a language they are painted in role "normal".
+// The stack after each line, with the line text and language it was found for. Line texts are
+// never changed in place (an edit stores a new text in the slot), so records 0 .. valid - 1 form
+// a chain: a line whose slot still holds the recorded text object starts in the stack its
+// predecessor ended in, and so ends in the recorded one.
+class HlCache {
+    NOLT_MANAGED(HlCache, void);
+
+public:
+    Member<Lang> lang;
+    Member<Array<Member<Text>>> texts;
+    Member<Array<HlStack>> ends;
+    int32_t valid = 0;
+};
+
+// Scans lines 0 to first + rows - 1 of catalog language `lang` and paints lines first .. first +
+// rows - 1 at rows y and below; without a language they are painted in role "normal". With a cache,
+// a line above the painted ones whose record holds is not scanned again; a changed line renews
+// its record and, if its end stack changed, drops the records below it.
 void paint_lines(const Root<CellBuffer>& buf, const string_array& lines, int32_t count, int32_t first, int32_t rows,
-                 int32_t x, int32_t y, int32_t lang, const Root<SyntaxScheme>& scheme, Rect clip);
+                 int32_t x, int32_t y, int32_t lang, const Root<SyntaxScheme>& scheme, Rect clip,
+                 const Root<HlCache>& cache = Root<HlCache>());
 
 }  // namespace kestrum

@@ -157,6 +157,7 @@ Root<TextArea> TextArea::create(Rect bounds, int32_t max_lines, int32_t visible_
     string empty = empty_line();
     for (Member<Text>& slot : *slots) slot = empty;
     area->lines = slots;
+    area->hl = runtime::make<HlCache>();
     area->scheme = scheme_by_name("default"_t);
     return area;
 }
@@ -399,9 +400,22 @@ int32_t TextArea::gutter_w() {
 int32_t TextArea::vis_cols() { return max_int(bounds.w - gutter_w(), 1); }
 int32_t TextArea::vis_rows() { return max_int(bounds.h, 1); }
 
+// Line texts are never changed in place, so a slot that still holds the text it held at the last
+// call has the width measured then; only the others are measured again.
 int32_t TextArea::content_width() {
+    Root<TextArea> self(this);
+    if (!width_texts) {
+        self->width_texts = Array<Member<Text>>::make((uint64_t)max_lines);
+        self->widths = Array<int32_t>::make((uint64_t)max_lines);
+    }
     int32_t widest = 0;
-    for (int32_t i = 0; i < line_count; i++) widest = max_int(widest, text_display_width(at(i)));
+    for (int32_t i = 0; i < line_count; i++) {
+        if (width_texts[i].get() != lines[i].get()) {
+            self->widths[i] = text_display_width(at(i));
+            self->width_texts[i] = at(i);
+        }
+        widest = max_int(widest, widths[i]);
+    }
     return widest;
 }
 
@@ -613,7 +627,7 @@ void TextArea::draw(const Root<CellBuffer>& buf, Rect r, Rect clip, bool focused
     int32_t text_x = r.x + g, text_w = max_int(r.w - g, 1);
     if (g > 0) draw_gutter(buf, r, area, rows, g);
     Rect tclip = rect_intersect(area, rect(text_x, r.y, text_w, rows));
-    paint_lines(buf, lines, line_count, top_line, rows, text_x - left_col, r.y, lang, scheme, tclip);
+    paint_lines(buf, lines, line_count, top_line, rows, text_x - left_col, r.y, lang, scheme, tclip, hl);
     if (!sel_empty()) draw_selection(buf, r, area, text_x, rows);
     if (focused && caret_line >= top_line && caret_line < top_line + rows && caret_line < line_count) {
         Point p = point(text_x + cp_to_display(at(caret_line), caret_col) - left_col, r.y + caret_line - top_line);

@@ -34,6 +34,9 @@ public:
     bool drag_sel = false;
     int32_t lang = LANG_NONE();  // the catalog's language for highlighting
     Member<SyntaxScheme> scheme;  // the colours of text and gutter; "default" at creation
+    Member<HlCache> hl;           // the highlighter's end stacks from the last draws
+    Member<runtime::Array<Member<Text>>> width_texts;  // content_width's lines and their widths
+    Member<runtime::Array<int32_t>> widths;
     bool line_numbers = false;
     bool overwrite = false;
     bool sel_active = false;
@@ -64,7 +67,7 @@ public:
     // top_line within 0..line_count - vis_rows().
     virtual void clamp_offset();
     virtual int32_t vis_rows();       // bounds.h, at least 1
-    virtual int32_t content_width();  // widest line in cells, measured anew at each call
+    virtual int32_t content_width();  // widest line in cells; a line is measured again only once changed
     virtual bool has_hscroll();
     virtual stdlib::Option<string> line(int32_t index);
     virtual string line_or(int32_t index, const string& fallback);

@@ -43,6 +43,10 @@ TEST(EditorFiles, ClosingAndQuittingAskAboutChangedBuffersAndHonourEachAnswer) {
     ASSERT_TRUE(wait_status(s, "a.txt"));
     s.send("x");
     ASSERT_TRUE(s.wait_text("noltide - a.txt *"));
+    s.send(e2e::keys::backspace);  // back to the text on disk, then changed again
+    ASSERT_TRUE(s.wait_for([&] { return s.screen().find("modified") == std::string::npos; }));
+    s.send("x");
+    ASSERT_TRUE(s.wait_text("noltide - a.txt *"));
     s.send(e2e::keys::esc);
     answer(s, "Save changes to a.txt?", "Cancel");
     EXPECT_TRUE(s.wait_text("noltide - a.txt *")) << "Cancel keeps the window";
