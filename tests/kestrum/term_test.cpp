@@ -8,7 +8,7 @@
 
 #include <string>
 
-#include "tests/kestrum/stream.hpp"
+#include "tests/support/stream.hpp"
 
 using namespace kestrum;
 using namespace stdlib;
