@@ -24,7 +24,7 @@ void open_project(e2e::Session& s, const std::string& path) {
 
 }  // namespace
 
-TEST(Sessions, AQuitWritesTheSessionExactlyAndAStartBringsItBack) {
+TEST(Sessions, AQuitWritesTheSessionAndAStartBringsItBack) {
     e2e::TempDir root, home, bin;
     write_project(root.path(), "demo");
     e2e::write_file(bin.path() / "noltc", "#!/bin/sh\n");
