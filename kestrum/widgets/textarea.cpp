@@ -403,16 +403,15 @@ int32_t TextArea::vis_rows() { return max_int(bounds.h, 1); }
 // Line texts are never changed in place, so a slot that still holds the text it held at the last
 // call has the width measured then; only the others are measured again.
 int32_t TextArea::content_width() {
-    Root<TextArea> self(this);
     if (!width_texts) {
-        self->width_texts = Array<Member<Text>>::make((uint64_t)max_lines);
-        self->widths = Array<int32_t>::make((uint64_t)max_lines);
+        width_texts = Array<Member<Text>>::make((uint64_t)max_lines);
+        widths = Array<int32_t>::make((uint64_t)max_lines);
     }
     int32_t widest = 0;
     for (int32_t i = 0; i < line_count; i++) {
         if (width_texts[i].get() != lines[i].get()) {
-            self->widths[i] = text_display_width(at(i));
-            self->width_texts[i] = at(i);
+            widths[i] = text_display_width(at(i));
+            width_texts[i] = at(i);
         }
         widest = max_int(widest, widths[i]);
     }

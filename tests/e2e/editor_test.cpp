@@ -66,7 +66,7 @@ TEST(EditorFiles, ClosingAndQuittingAskAboutChangedBuffersAndHonourEachAnswer) {
     answer(s, "Save changes?", "Yes");
     ASSERT_TRUE(s.wait_text("┤ Save As ├"));
     s.send(e2e::keys::esc);
-    s.pump_for(std::chrono::milliseconds(200));
+    ASSERT_TRUE(s.wait_for([&] { return s.screen().find("Save As") == std::string::npos; }));
     ASSERT_TRUE(s.running());
     s.send(e2e::keys::alt_char('q'));
     answer(s, "Save changes?", "Yes");
@@ -86,20 +86,22 @@ TEST(EditorFiles, CopyCutAndPasteUseTheInternalClipboardAndSendOsc52AndTheNinthW
     ASSERT_TRUE(wait_status(s, "untitled"));  // keys typed before the window exists go nowhere
     s.send("hello");
     ASSERT_TRUE(s.wait_text("1 hello"));
-    command(s, 'a');
-    command(s, 'c');
+    s.send(ctrl('a'));
+    ASSERT_TRUE(s.wait_for([&] { return s.cell(2, 4).reverse; }));
+    s.send(ctrl('c'));
     ASSERT_TRUE(s.wait_for([&] { return s.output().find("\033]52;c;aGVsbG8=\a") != std::string::npos; }));
-    command(s, 'x');
+    s.send(ctrl('x'));
     ASSERT_TRUE(s.wait_for([&] { return s.row_text(2) == "\u2502 1" + std::string(76, ' ') + "\u2502"; }));
-    command(s, 'v');
-    command(s, 'v');
+    s.send(ctrl('v'));
+    ASSERT_TRUE(s.wait_text("1 hello "));
+    s.send(ctrl('v'));
     ASSERT_TRUE(s.wait_text("1 hellohello "));
-    command(s, 'c');  // nothing selected: the clipboard empties and paste does nothing
+    s.send(ctrl('c'));  // nothing selected: the clipboard empties and paste does nothing
     ASSERT_TRUE(s.wait_for([&] { return s.output().find("\033]52;c;!\a") != std::string::npos; }));
-    command(s, 'v');
+    s.send(ctrl('v'));
     s.send("!");
     ASSERT_TRUE(s.wait_text("1 hellohello! "));
-    for (int i = 0; i < 7; i++) command(s, 'n');
+    for (int i = 0; i < 7; i++) new_window(s);
     s.send(ctrl('n'));
     answer(s, "Too many windows", "OK");  // the ninth window is refused
     quit_discarding(s);

@@ -7,11 +7,9 @@
 
 #include <fstream>
 
-using e2e::Cell;
 using e2e::Color;
 using e2e::ExitStatus;
 using e2e::Millis;
-using e2e::Pos;
 using e2e::Session;
 using ::testing::HasSubstr;
 
@@ -30,55 +28,30 @@ bool process_dies(pid_t pid) {
     return false;
 }
 
-std::string report_lines(const std::string& home, const std::string& cwd, const std::string& term,
-                         const std::string& var, const std::string& args, const std::string& note) {
-    return "term=" + term + "\nhome=" + home + "\ncwd=" + cwd + "\ncolorterm=unset\nvar=" + var + "\nargs=" + args +
-           "\nnote=" + note + "\n";
-}
-
 }  // namespace
 
-TEST(Harness, ReadsTextColoursAndTheRawStream) {
+// One smoke test of reading the screen and sending keys; the IDE's tests use the rest.
+TEST(Harness, ReadsTheScreenSendsKeysAndReportsTheExit) {
     Session s(E2E_PROG_PAINT, e2e::Options().with_size(40, 10));
     ASSERT_TRUE(s.wait_screen("\nplain\n  bold red\nunder rev ital\n漢字x é\ncpr=4;8\n> ▏\n"));
     EXPECT_TRUE(s.alt_screen());
-    EXPECT_TRUE(s.cursor_visible());
-    EXPECT_EQ(s.cols(), 40);
-    EXPECT_EQ(s.rows(), 10);
-    EXPECT_EQ(s.cell(0, 0).text, "p");
-    EXPECT_EQ(s.cell(0, 0).bg, Color::def());
     EXPECT_EQ(s.cell(1, 2).fg, Color::indexed(1));
     EXPECT_TRUE(s.cell(1, 2).bold);
     EXPECT_EQ(s.cell(2, 6).bg, Color::rgb(10, 20, 30));
-    EXPECT_EQ(s.cell(2, 9).bg, Color::def());
     EXPECT_EQ(s.cell(3, 2).text, "字");
-    EXPECT_EQ(s.row_text(9), "");
-    std::string start = "before\x1b[?1049h\x1b[H\x1b[2Jplain\x1b[2;3H\x1b[1;31mbold red\x1b[0m";
-    EXPECT_EQ(s.output().substr(0, start.size()), start);
-}
-
-TEST(Harness, SendsRawKeysResizesAndReportsTheExit) {
-    Session s(E2E_PROG_PAINT, e2e::Options().with_size(40, 10));
-    ASSERT_TRUE(s.wait_text("> "));
-    s.send(std::string(e2e::keys::left) + std::string(e2e::keys::enter) + e2e::keys::mouse(4, 9) +
-           e2e::keys::alt_char('x') + e2e::keys::paste("p"));
-    ASSERT_TRUE(s.wait_text("> ^[[D^M^[[<0;10;5M^[x^[[200~p^[[201~"));
+    s.send(std::string(e2e::keys::left) + e2e::keys::mouse(4, 9) + e2e::keys::paste("p"));
+    ASSERT_TRUE(s.wait_text("> ^[[D^[[<0;10;5M^[[200~p^[[201~"));
     s.resize(50, 12);
     s.send("#");
     ASSERT_TRUE(s.wait_text("^[[201~[50x12]"));
-    EXPECT_EQ(s.cols(), 50);
 
     s.send("q3");
     ASSERT_TRUE(s.wait_exit());
-    EXPECT_FALSE(s.running());
     EXPECT_EQ(s.exit_status(), ExitStatus::exited(3));
     EXPECT_FALSE(s.alt_screen());
-    EXPECT_FALSE(s.cursor_visible());
     // A wait on a program that has ended fails at once, with the screen to look at.
-    auto started = std::chrono::steady_clock::now();
     auto r = s.wait_screen("before\nbye!", Millis(60000));
     EXPECT_FALSE(r);
-    EXPECT_LT(std::chrono::steady_clock::now() - started, Millis(10000));
     EXPECT_THAT(r.message(), HasSubstr("the program ended (exit code 3)"));
 }
 
@@ -111,50 +84,6 @@ TEST(Harness, KillsAHungProgramAndItsChildren) {
     auto r = e2e::run_piped(E2E_PROG_HANG, {}, "", Millis(200));
     EXPECT_TRUE(r.timed_out);
     EXPECT_EQ(r.status, ExitStatus::killed(SIGKILL));
-}
-
-TEST(Harness, StartsWithTheGivenSizeEnvironmentAndDirectory) {
-    setenv("COLORTERM", "truecolor", 1);  // must not leak into the child
-    e2e::TempDir dir;
-    e2e::write_file(dir.path() / "deep" / "note.txt", "written first");
-    Session s(E2E_PROG_REPORT, e2e::Options()
-                                   .with_size(100, 30)
-                                   .with_args({"7", "one", "two words"})
-                                   .with_env("E2E_VAR", "hello")
-                                   .in_dir(dir.path() / "deep"));
-    unsetenv("COLORTERM");
-    std::string home = s.home().string();
-    ASSERT_TRUE(s.wait_screen("tty=11\nsize=100x30\n" +
-                              report_lines(home, std::filesystem::canonical(dir.path() / "deep").string(),
-                                           "xterm-256color", "hello", "one,two words", "written first") +
-                              "report: to stderr\n" + std::string(e2e::kCursorMark)));
-    ASSERT_TRUE(s.wait_exit());
-    EXPECT_EQ(s.exit_status(), ExitStatus::exited(7));
-
-    Session missing("/nonexistent/program");
-    ASSERT_TRUE(missing.wait_exit());
-    EXPECT_EQ(missing.exit_status(), ExitStatus::exited(127));
-    EXPECT_EQ(missing.row_text(0), "e2e: cannot run /nonexistent/program: No such file or directory");
-}
-
-TEST(Harness, KeepsUpWithAFloodOfOutput) {
-    Session s(E2E_PROG_REPORT, e2e::Options().with_env("E2E_FLOOD", "5000"));
-    ASSERT_TRUE(s.wait_exit());
-    EXPECT_EQ(s.exit_status(), ExitStatus::exited(0));
-    EXPECT_EQ(s.row_text(21), "line 4999");
-    EXPECT_NE(s.output().find("line 2500\r\nline 2501\r\n"), std::string::npos);
-}
-
-TEST(Harness, RunsAProgramWithoutATerminal) {
-    e2e::TempDir home;
-    auto r = e2e::run_piped(E2E_PROG_REPORT, e2e::Options().with_args({"4", "x"}).with_home(home.path()), "in");
-    std::string h = home.path().string();
-    EXPECT_EQ(r.out, "tty=00\nsize=none\n" + report_lines(h, std::filesystem::canonical(h).string(),
-                                                           "xterm-256color", "unset", "x", "none") +
-                         "in=in\n");
-    EXPECT_EQ(r.err, "report: to stderr\n");
-    EXPECT_EQ(r.status, ExitStatus::exited(4));
-    EXPECT_FALSE(r.timed_out);
 }
 
 // A program on the framework hands the terminal to a child and takes it back.

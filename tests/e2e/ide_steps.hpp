@@ -55,16 +55,27 @@ inline void answer(e2e::Session& s, const std::string& text, const std::string& 
     ASSERT_TRUE(s.wait_for([&] { return s.screen().find(text) == std::string::npos; }, e2e::kDefaultTimeout, text));
 }
 
-// A Ctrl-letter command, given a turn of the loop of its own: the loop keeps one command a turn.
-inline void command(e2e::Session& s, char letter) {
-    s.send(ctrl(letter));
-    s.pump_for(std::chrono::milliseconds(120));
+// Opens a new edit window and waits until it is the active one. The loop keeps one command a
+// turn, so nothing is sent before that; `mark` types a letter into it (leaving it changed) so
+// that the next new window can be told from this one.
+inline void new_window(e2e::Session& s, bool mark = true) {
+    s.send(ctrl('n'));
+    ASSERT_TRUE(s.wait_for([&] { return s.row_text(s.rows() - 1).rfind(" untitled   ", 0) == 0; }));
+    if (!mark) return;
+    s.send("k");
+    ASSERT_TRUE(wait_status(s, "untitled  modified"));
 }
 
-// Quits, answering No for the one changed buffer.
+// Quits, answering No for every changed buffer: each answer is clicked once the screen has
+// been drawn again after the one before.
 inline void quit_discarding(e2e::Session& s) {
     s.send(e2e::keys::alt_char('q'));
-    answer(s, "Save changes", "No");
+    while (s.running()) {
+        ASSERT_TRUE(s.wait_for([&] { return !s.running() || s.screen().find("[ No ]") != std::string::npos; }));
+        size_t drawn = s.output().size();
+        if (s.running()) click_text(s, "[ No ]");
+        ASSERT_TRUE(s.wait_for([&] { return !s.running() || s.output().size() > drawn; }));
+    }
     ASSERT_TRUE(s.wait_exit());
 }
 
@@ -92,15 +103,14 @@ inline ::testing::AssertionResult wait_lines(e2e::Session& s, const std::vector<
         e2e::kDefaultTimeout, lines[0]);
 }
 
-// Opens the menu at `index` on the bar by F10 and chooses its row `row`.
-inline void menu(e2e::Session& s, int index, int row) {
+// Opens the menu at `index` on the bar by F10 and chooses its row `row`, once `label` shows.
+inline void menu(e2e::Session& s, int index, int row, const std::string& label) {
     std::string keys(e2e::keys::f10);
     for (int i = 0; i < index; i++) keys += e2e::keys::right;
     for (int i = 0; i < row; i++) keys += e2e::keys::down;
     s.send(keys);
-    s.pump_for(std::chrono::milliseconds(60));
+    ASSERT_TRUE(s.wait_text(label));
     s.send(e2e::keys::enter);
-    s.pump_for(std::chrono::milliseconds(120));
 }
 
 }  // namespace e2e::steps

@@ -29,13 +29,10 @@ std::string standin_dir() { return NOLTC_DIR; }
     return s.wait_for([&] { return s.output().find(bytes) != std::string::npos; }, e2e::kDefaultTimeout, bytes);
 }
 
-void run_menu(e2e::Session& s) { menu(s, 2, 1); }
-void file_tree_menu(e2e::Session& s) { menu(s, 3, 1); }
-
-void build(e2e::Session& s) {
-    s.send(e2e::keys::f5);
-    s.pump_for(std::chrono::milliseconds(120));
-}
+void run_menu(e2e::Session& s) { menu(s, 2, 1, "\u2502 Run"); }
+void file_tree_menu(e2e::Session& s) { menu(s, 3, 1, "File Tree"); }
+// The callers wait for what each build shows before the next command.
+void build(e2e::Session& s) { s.send(e2e::keys::f5); }
 
 }  // namespace
 
@@ -104,7 +101,7 @@ TEST(ProjectBuild, ASingleFileIsSavedBuiltAndRunWithoutAProjectAndACancelledSave
     ASSERT_TRUE(wait_lines(s, {"=== Run ===", "program: prog", "exit:    0"}));
 
     // An untitled buffer goes through Save As first; Escape there cancels the build.
-    command(s, 'n');
+    new_window(s, false);
     s.send("x");
     build(s);
     ASSERT_TRUE(s.wait_text("Save As"));
@@ -122,19 +119,21 @@ TEST(ProjectBuild, ANinthWindowIsRefusedAndReportsTrimToTheLogLimit) {
     e2e::Session s(NOLTIDE_BIN, in_project(root.path(), bin.path()).with_home(home.path()));
     ASSERT_TRUE(s.wait_text("noltide 0.1.0 \u2014 demo"));
     // The tree and the entry make two; six new buffers fill the desktop.
-    for (int i = 0; i < 6; i++) command(s, 'n');
+    for (int i = 0; i < 6; i++) new_window(s, i < 5);
     build(s);
     answer(s, "Too many windows to show output", "OK");
 
     s.send(e2e::keys::esc);  // a clean new buffer closes without a question
-    s.pump_for(std::chrono::milliseconds(120));
+    ASSERT_TRUE(wait_status(s, "untitled  modified"));
+    s.send(e2e::keys::backspace);  // the one below is clean again: the build asks for no name
+    ASSERT_TRUE(s.wait_for([&] { return s.row_text(s.rows() - 1).rfind(" untitled   ", 0) == 0; }));
     build(s);
     ASSERT_TRUE(wait_lines(s, {"line60", "--- stderr ---", "(empty)"}));
     // 68 lines of report keep their last 50: the top of the log is line14.
     for (int i = 0; i < 4; i++) s.send(e2e::keys::pgup);
     ASSERT_TRUE(wait_lines(s, {"line14", "line15"}));
     EXPECT_EQ(s.screen().find("line13"), std::string::npos);
-    quit(s);
+    quit_discarding(s);
 }
 
 TEST(ProjectFileTree, ListsEverySourceDirectorySortedOpensFilesRefreshesAndTheProjectBuildsAndRuns) {
@@ -154,7 +153,7 @@ TEST(ProjectFileTree, ListsEverySourceDirectorySortedOpensFilesRefreshesAndThePr
 
     file_tree_menu(s);
     e2e::write_file(root.path() / "lib/new.nolt", "");
-    ASSERT_TRUE(s.wait_text("[ Refresh"));
+    ASSERT_TRUE(wait_status(s, "file tree"));
     click_text(s, "[ Refresh");
     ASSERT_TRUE(s.wait_text("5 files"));
     EXPECT_TRUE(wait_status(s, "file tree refreshed"));

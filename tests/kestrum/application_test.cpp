@@ -6,7 +6,7 @@
 #include "kestrum/desktop.hpp"
 #include "kestrum/widgets/inputline.hpp"
 #include "kestrum/widgets/messagebox.hpp"
-#include "tests/kestrum/stream.hpp"
+#include "tests/support/stream.hpp"
 #include "tests/support/golden.hpp"
 
 using namespace kestrum;

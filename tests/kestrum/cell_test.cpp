@@ -7,7 +7,7 @@
 #include <string>
 #include <thread>
 
-#include "tests/kestrum/stream.hpp"
+#include "tests/support/stream.hpp"
 
 using namespace kestrum;
 using namespace stdlib;

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "stdlib/sys/signal.hpp"
-#include "tests/kestrum/stream.hpp"
+#include "tests/support/stream.hpp"
 
 using namespace kestrum;
 using namespace stdlib;

@@ -2,7 +2,7 @@
 
 #include <sys/stat.h>
 
-#include "tests/kestrum/stream.hpp"
+#include "tests/support/stream.hpp"
 #include "tests/support/golden.hpp"
 #include "tests/support/temp_dir.hpp"
 
