@@ -55,7 +55,7 @@ TEST(Faults, FailedWritesOfTheThreeTomlFilesKeepTheRunningValues) {
     e2e::Session s(NOLTIDE_BIN, faulty(at80({"nolt.toml"}).in_dir(dir.path() / "demo").with_home(dir.path() / "home"),
                                        dir.path(), "write", ENOSPC));
     ASSERT_TRUE(s.wait_text("noltide 0.1.0 \u2014 demo"));
-    menu(s, 3, 0);
+    menu(s, 3, 0, "Settings\u2026");
     ASSERT_TRUE(s.wait_text("Project Settings"));
     s.send("x\t\t\t\t\t");  // a changed name, then Apply
     s.send(e2e::keys::enter);

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "ide/project.hpp"
-#include "tests/kestrum/stream.hpp"
+#include "tests/support/stream.hpp"
 #include "tests/support/boot.hpp"
 #include "tests/support/golden.hpp"
 #include "tests/support/temp_dir.hpp"

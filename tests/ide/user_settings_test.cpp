@@ -1,6 +1,6 @@
 #include "ide/user_settings.hpp"
 
-#include "tests/kestrum/stream.hpp"
+#include "tests/support/stream.hpp"
 #include "tests/support/golden.hpp"
 #include "tests/support/home_dir.hpp"
 
