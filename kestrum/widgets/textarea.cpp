@@ -629,14 +629,14 @@ void TextArea::draw(const Root<CellBuffer>& buf, Rect r, Rect clip, bool focused
             cellbuf_put(buf, p.x, p.y, cell.codepoint, cell.style);
         }
     }
-    // The bars stand on the frame of the surrounding window, right of and below r.
+    // The bars stand on the frame of the surrounding window, right of and below r, inside the clip.
     if (line_count > rows)
         draw_frame_scrollbar(buf, r.x + r.w, r.y, rows, line_count, rows, top_line, theme->box, theme->frame_style,
-                             theme->scrollbar_knob_style);
+                             theme->scrollbar_knob_style, clip);
     int32_t widest = content_width(), track = h_track_len(r.w, g);
     if (widest > text_w && track > 0)
         draw_frame_h_scrollbar(buf, text_x, r.y + r.h, track, widest, text_w, left_col, theme->box, theme->frame_style,
-                               theme->scrollbar_knob_style);
+                               theme->scrollbar_knob_style, clip);
 }
 
 // ---- Mouse ---------------------------------------------------------------------------------
