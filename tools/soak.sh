@@ -83,7 +83,7 @@ class Run:
             if log:
                 log.write(data)
             self.output += data
-            del self.output[:-4096]
+            del self.output[:-(1 << 20)]
 
     def send(self, data):
         try:
@@ -189,18 +189,19 @@ while True:
         warm_rss = rss
 
 # Alt-Q; a save prompt gets No (Tab, Enter); anything else open (a menu, a dialog, which take no
-# Alt-Q) gets a lone ESC first.
+# Alt-Q) gets a lone ESC and another Alt-Q.
+mark = run.total
+run.send(b"\x1bq")
 for _ in range(40):
+    run.pump(0.5)
     if run.proc.poll() is not None:
         break
-    mark = run.total
-    run.send(b"\x1bq")
-    run.pump(0.5)
-    if b"changes" in re.sub(rb"\x1b\[[0-9;?]*[A-Za-z]", b"", run.since(mark)):  # "Save changes ...?"
-        run.send(b"\t\r")
-    elif run.proc.poll() is None:
+    asked = b"changes" in re.sub(rb"\x1b\[[0-9;?]*[A-Za-z]", b"", run.since(mark))  # "Save changes ...?"
+    if not asked:
         run.send(b"\x1b")
         run.pump(0.3)
+    mark = run.total
+    run.send(b"\t\r" if asked else b"\x1bq")
 end_rss = samples[-1][1] if samples else 0
 run.ended_well("at the end")
 shutil.rmtree(work, ignore_errors=True)
