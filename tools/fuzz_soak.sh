@@ -21,8 +21,8 @@ shift $((OPTIND - 1))
 
 CC=clang CXX=clang++ cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DNOLT_TESTS=OFF \
     -DNOLT_FUZZ=ON >/dev/null
-cmake --build build/fuzz -j "$(nproc 2>/dev/null || echo 2)" >/dev/null
 cd build/fuzz
+cmake --build . -j "$(nproc 2>/dev/null || echo 2)" >build.log 2>&1 || { tail -n 40 build.log; exit 1; }
 names=("$@")
 if [ ${#names[@]} = 0 ]; then
     for target in fuzz_*; do [ -f "$target" ] && [ -x "$target" ] && names+=("${target#fuzz_}"); done
