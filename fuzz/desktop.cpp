@@ -42,13 +42,7 @@ using stdlib::string;
 
 namespace {
 
-#define check(holds)                                           \
-    do {                                                       \
-        if (!(holds)) {                                        \
-            fprintf(stderr, "invariant broken: %s\n", #holds); \
-            abort();                                           \
-        }                                                      \
-    } while (0)
+#define check(holds) FUZZ_CHECK(holds)
 
 // The IDE's commands with their keys, and its six menus.
 struct Command {

@@ -18,13 +18,7 @@ using namespace stdlib;
 
 namespace {
 
-#define check(holds)                                           \
-    do {                                                       \
-        if (!(holds)) {                                        \
-            fprintf(stderr, "invariant broken: %s\n", #holds); \
-            abort();                                           \
-        }                                                      \
-    } while (0)
+#define check(holds) FUZZ_CHECK(holds)
 
 // The slots up to the last one in use.
 int32_t dirs_in_use(const string_array& dirs) {
