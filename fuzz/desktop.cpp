@@ -14,7 +14,6 @@
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -140,8 +139,7 @@ bool known_command(int32_t cmd) {
 std::string project_dir() {
     static const std::string dir = [] {
         std::string base = fuzz_scratch("desktop");
-        std::string repo = __FILE__;
-        repo.resize(repo.size() - strlen("fuzz/desktop.cpp"));
+        std::string repo = NOLT_SOURCE_DIR "/";
         std::string copy = "rm -rf " + base + " && mkdir -p " + base + "/home && cp -r " + repo + "examples/hello " + base;
         check(system(copy.c_str()) == 0);
         setenv("HOME", (base + "/home").c_str(), 1);
