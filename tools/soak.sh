@@ -32,11 +32,16 @@ if as_nobody:
 
 run = None
 
+def drawn_text(data):
+    """The bytes without the CSI sequences between them."""
+    return re.sub(rb"\x1b\[[0-9;?]*[A-Za-z]", b" ", data)
+
 def fail(message):
-    print("soak: FAILED: " + message + (" (screen %dx%d)" % run.size if run else ""))
+    print("soak: FAILED: " + message + (" (screen %dx%d)" % run.size if run else "") + "; files in " + work)
     if run is not None:
-        text = re.sub(rb"\x1b\[[0-9;?]*[A-Za-z]", b" ", bytes(run.output[-1500:]))
-        print("soak: the last text drawn: %r" % re.sub(rb" +", b" ", text))
+        print("soak: the last text drawn: %r" % re.sub(rb" +", b" ", drawn_text(bytes(run.output[-1500:]))))
+        if run.proc.poll() is None:
+            run.proc.kill()
     sys.exit(1)
 
 class Run:
@@ -196,7 +201,7 @@ for _ in range(40):
     run.pump(0.5)
     if run.proc.poll() is not None:
         break
-    asked = b"changes" in re.sub(rb"\x1b\[[0-9;?]*[A-Za-z]", b"", run.since(mark))  # "Save changes ...?"
+    asked = b"changes" in drawn_text(run.since(mark))  # "Save changes ...?"
     if not asked:
         run.send(b"\x1b")
         run.pump(0.3)
