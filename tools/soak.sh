@@ -3,10 +3,10 @@
 # bracketed pastes and resizes, on a copy of examples/hello with HOME in a temporary directory
 # (run as nobody when started as root, so that typed paths cannot reach the system's files).
 # Every few seconds it checks that the program is alive and redraws after a resize, and samples
-# its resident memory, which must level off below a ceiling. At the end it sends Alt-Q, answers every save prompt with No and checks
-# that the program exits 0 with the terminal's modes as before and the screen handed back (the
-# alternate screen left, the cursor shown). Should the random input reach Quit by itself, that
-# ending is checked the same way and a new run starts.
+# its resident memory, which must level off below a ceiling. At the end it sends Alt-Q, answers
+# every save prompt with No and checks that the program exits 0 with the terminal's modes as
+# before and the screen handed back (the alternate screen left, the cursor shown). Should the
+# random input reach Quit by itself, that ending is checked the same way and a new run starts.
 #
 #   tools/soak.sh [SECONDS] [NOLTIDE]     (default: 60 seconds, build/release/noltide)
 #
@@ -213,7 +213,8 @@ first = samples[0][1] if samples else 0
 peak = max((r for t, r in samples if t >= WARM_UP), default=end_rss)
 print("soak: %.0f s, %d run(s), %d probes; RSS %d kB at start, %s kB after warm-up, %d kB peak after it, %d kB at end"
       % (seconds, runs, len(samples), first, warm_rss if warm_rss is not None else "-", peak, end_rss))
-print("soak: RSS (kB) every 30 s: " + " ".join(str(r) for t, r in samples[5::6]))
+if samples[5::6]:
+    print("soak: RSS (kB) every 30 s: " + " ".join(str(r) for t, r in samples[5::6]))
 # The heap touches its whole region (64 MB) before it reuses freed blocks, so RSS climbs to about
 # that and stays. A leak keeps climbing: past the ceiling, or still in the last minute of a long run.
 if peak > RSS_CEILING_KB:
