@@ -235,10 +235,15 @@ struct Desk {
         app->modal_push(box);
     }
 
-    // What the IDE does for the commands that need no file dialog, build or process.
+    // What the IDE does for the commands that need no file dialog, build or process. A new window
+    // is only asked for while there is room: with eight, the IDE's answer is a modal box.
     void carry_out(int32_t cmd) {
         check(known_command(cmd));
-        bool edit = ide::active_edit(app);
+        bool edit = ide::active_edit(app), room = app->desktop->visible_window_count() < MAX_DESKTOP_WINDOWS;
+        string output = cmd == ide::CMD_BUILD ? "Build"_t : "Run"_t;
+        if (!room && (cmd == ide::CMD_NEW || cmd == ide::CMD_OPEN_TREE_FILE ||
+                      ((cmd == ide::CMD_BUILD || cmd == ide::CMD_RUN) && ide::find_output_idx(app, output) < 0)))
+            return;
         if (cmd == ide::CMD_NEW) {
             ide::add_edit(app, stdlib::empty_string());
         } else if (cmd == ide::CMD_FILE_TREE || cmd == ide::CMD_REFRESH_TREE) {
@@ -257,7 +262,7 @@ struct Desk {
         } else if (cmd == ide::CMD_SELECT_ALL) {
             if (edit) ide::take_edit(app)->select_all();
         } else if (cmd == ide::CMD_BUILD || cmd == ide::CMD_RUN) {
-            ide::show_output(app, cmd == ide::CMD_BUILD ? "Build"_t : "Run"_t, "out\nmore out\n"_t);
+            ide::show_output(app, output, "out\nmore out\n"_t);
         } else if (cmd == ide::CMD_EDIT_CLOSE) {
             int32_t idx = ide::find_active_edit(app);
             if (idx >= 0) app->desktop->close_window_at(idx);
