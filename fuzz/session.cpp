@@ -5,7 +5,6 @@
 
 #include <stdint.h>
 #include <stdlib.h>
-#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -32,7 +31,7 @@ std::string describe(const session_ref& r) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzz_boot();
     if (size > 1 << 16) return 0;
-    static const std::string file = "/tmp/fuzz-session-" + std::to_string(getpid()) + ".toml";
+    static const std::string file = fuzz_scratch("session");
     string path = from_c(file.c_str());
     string text = from_bytes(reinterpret_cast<const char*>(data), (int32_t)size);
     if (writeFile(path, text).is_err()) abort();

@@ -18,14 +18,7 @@ using namespace runtime::literals;
 
 namespace {
 
-// Names the invariant that broke before aborting.
-#define check(holds)                                        \
-    do {                                                    \
-        if (!(holds)) {                                     \
-            fprintf(stderr, "invariant broken: %s\n", #holds); \
-            abort();                                        \
-        }                                                   \
-    } while (0)
+#define check(holds) FUZZ_CHECK(holds)
 
 stdlib::string take_text(Reader& in, uint32_t n) {
     size_t from = in.at;

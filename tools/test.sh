@@ -17,9 +17,11 @@ echo "== normal build"
 run_suite build/release -DCMAKE_BUILD_TYPE=RelWithDebInfo
 echo "== Debian package of the normal build"
 tools/install_check.sh package build/release
+echo "== the real program in a pseudo-terminal, 20 s of random input"
+tools/soak.sh 20 build/release/noltide
 echo "== normal build, a collection at every allocation, dead blocks poisoned"
 NOLT_GC_TORTURE=1 NOLT_GC_VERIFY=1 ctest --test-dir build/release -j "$jobs" --output-on-failure --timeout 600
 echo "== sanitizer build (address, undefined)"
 run_suite build/asan -DCMAKE_BUILD_TYPE=Debug -DNOLT_SANITIZE=ON
-echo "== fuzz targets (clang, libFuzzer), ${FUZZ_SECONDS:-60}s each"
+echo "== fuzz targets (clang, libFuzzer), ${FUZZ_SECONDS:-40}s each"
 tools/fuzz.sh

@@ -18,18 +18,18 @@ void plain_track(const Root<CellBuffer>& buf, int32_t x, int32_t y, int32_t h, i
         cellbuf_put_in(buf, x, y + i, i >= start && i < start + size ? KNOB : TRACK, style, clip);
 }
 
-// A frame bar of `len` cells from (x, y), one cell further by (dx, dy) at each step.
+// A frame bar of `len` cells from (x, y), one cell further by (dx, dy) at each step, inside `clip`.
 void frame_bar(const Root<CellBuffer>& buf, int32_t x, int32_t y, int32_t dx, int32_t dy, int32_t len, int32_t total,
                int32_t visible_count, int32_t offset, int32_t first_cap, int32_t last_cap, const Style& track_style,
-               const Style& knob_style) {
+               const Style& knob_style, Rect clip) {
     if (len <= 0) return;
-    for (int32_t i = 0; i < len; i++) cellbuf_put(buf, x + i * dx, y + i * dy, CH_SPACE, track_style);
-    if (len == 1) return cellbuf_put(buf, x, y, KNOB, knob_style);
-    cellbuf_put(buf, x, y, first_cap, track_style);
-    cellbuf_put(buf, x + (len - 1) * dx, y + (len - 1) * dy, last_cap, track_style);
+    for (int32_t i = 0; i < len; i++) put_in(buf, clip, x + i * dx, y + i * dy, CH_SPACE, track_style);
+    if (len == 1) return put_in(buf, clip, x, y, KNOB, knob_style);
+    put_in(buf, clip, x, y, first_cap, track_style);
+    put_in(buf, clip, x + (len - 1) * dx, y + (len - 1) * dy, last_cap, track_style);
     if (len < 3) return;
     int32_t at = 1 + scrollbar_knob_start(total, visible_count, offset, len - 2);
-    if (at > 0 && at < len - 1) cellbuf_put(buf, x + at * dx, y + at * dy, KNOB, knob_style);
+    if (at > 0 && at < len - 1) put_in(buf, clip, x + at * dx, y + at * dy, KNOB, knob_style);
 }
 
 }  // namespace
@@ -69,16 +69,16 @@ void draw_scrollbar(const Root<CellBuffer>& buf, int32_t x, int32_t y, int32_t h
 
 void draw_frame_scrollbar(const Root<CellBuffer>& buf, int32_t x, int32_t y, int32_t h, int32_t total,
                           int32_t visible_count, int32_t offset, const BoxGlyphs& box, const Style& track_style,
-                          const Style& knob_style) {
+                          const Style& knob_style, Rect clip) {
     frame_bar(buf, x, y, 0, 1, h, total, visible_count, offset, box.scroll_up, box.scroll_down, track_style,
-              knob_style);
+              knob_style, clip);
 }
 
 void draw_frame_h_scrollbar(const Root<CellBuffer>& buf, int32_t x, int32_t y, int32_t w, int32_t total,
                             int32_t visible_count, int32_t offset, const BoxGlyphs& box, const Style& track_style,
-                            const Style& knob_style) {
+                            const Style& knob_style, Rect clip) {
     frame_bar(buf, x, y, 1, 0, w, total, visible_count, offset, box.scroll_left, box.scroll_right, track_style,
-              knob_style);
+              knob_style, clip);
 }
 
 void Scrollbar::draw(const Root<CellBuffer>& buf, Rect r, Rect clip, bool, const Root<Theme>& theme) {

@@ -45,11 +45,12 @@ int32_t scrollbar_offset_from_x(int32_t total, int32_t visible_count, int32_t tr
 
 void draw_scrollbar(const Root<CellBuffer>& buf, int32_t x, int32_t y, int32_t h, int32_t total,
                     int32_t visible_count, int32_t offset, const Style& style);
+// The frame bars draw only inside `clip`, the whole buffer by default.
 void draw_frame_scrollbar(const Root<CellBuffer>& buf, int32_t x, int32_t y, int32_t h, int32_t total,
                           int32_t visible_count, int32_t offset, const BoxGlyphs& box, const Style& track_style,
-                          const Style& knob_style);
+                          const Style& knob_style, Rect clip = rect(0, 0, INT32_MAX, INT32_MAX));
 void draw_frame_h_scrollbar(const Root<CellBuffer>& buf, int32_t x, int32_t y, int32_t w, int32_t total,
                             int32_t visible_count, int32_t offset, const BoxGlyphs& box, const Style& track_style,
-                            const Style& knob_style);
+                            const Style& knob_style, Rect clip = rect(0, 0, INT32_MAX, INT32_MAX));
 
 }  // namespace kestrum

@@ -632,14 +632,14 @@ void TextArea::draw(const Root<CellBuffer>& buf, Rect r, Rect clip, bool focused
         Point p = point(text_x + cp_to_display(at(caret_line), caret_col) - left_col, r.y + caret_line - top_line);
         cellbuf_invert_in(buf, p.x, p.y, area);
     }
-    // The bars stand on the frame of the surrounding window, right of and below r.
+    // The bars stand on the frame of the surrounding window, right of and below r, inside the clip.
     if (line_count > rows)
         draw_frame_scrollbar(buf, r.x + r.w, r.y, rows, line_count, rows, top_line, theme->box, theme->frame_style,
-                             theme->scrollbar_knob_style);
+                             theme->scrollbar_knob_style, clip);
     int32_t widest = content_width(), track = h_track_len(r.w, g);
     if (widest > text_w && track > 0)
         draw_frame_h_scrollbar(buf, text_x, r.y + r.h, track, widest, text_w, left_col, theme->box, theme->frame_style,
-                               theme->scrollbar_knob_style);
+                               theme->scrollbar_knob_style, clip);
 }
 
 // ---- Mouse ---------------------------------------------------------------------------------
