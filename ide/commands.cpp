@@ -104,6 +104,8 @@ void copy_selection(const Root<Application>& app, string& clip) {
 
 void run_command(const Root<Application>& app, const Root<MenuBar>& bar, Root<Project>& project, string& clip,
                  int32_t cmd) {
+    // The frame of this turn was drawn before the command ran; its effect shows in the next one.
+    if (cmd != kestrum::CMD_NONE) app->set_dirty();
     bool has_edit = active_edit(app);
     if (cmd == CMD_NEW) {
         add_edit(app, stdlib::empty_string());

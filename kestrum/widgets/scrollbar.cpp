@@ -23,13 +23,13 @@ void frame_bar(const Root<CellBuffer>& buf, int32_t x, int32_t y, int32_t dx, in
                int32_t visible_count, int32_t offset, int32_t first_cap, int32_t last_cap, const Style& track_style,
                const Style& knob_style, Rect clip) {
     if (len <= 0) return;
-    for (int32_t i = 0; i < len; i++) put_in(buf, clip, x + i * dx, y + i * dy, CH_SPACE, track_style);
-    if (len == 1) return put_in(buf, clip, x, y, KNOB, knob_style);
-    put_in(buf, clip, x, y, first_cap, track_style);
-    put_in(buf, clip, x + (len - 1) * dx, y + (len - 1) * dy, last_cap, track_style);
+    for (int32_t i = 0; i < len; i++) cellbuf_put_in(buf, x + i * dx, y + i * dy, CH_SPACE, track_style, clip);
+    if (len == 1) return cellbuf_put_in(buf, x, y, KNOB, knob_style, clip);
+    cellbuf_put_in(buf, x, y, first_cap, track_style, clip);
+    cellbuf_put_in(buf, x + (len - 1) * dx, y + (len - 1) * dy, last_cap, track_style, clip);
     if (len < 3) return;
     int32_t at = 1 + scrollbar_knob_start(total, visible_count, offset, len - 2);
-    if (at > 0 && at < len - 1) put_in(buf, clip, x + at * dx, y + at * dy, KNOB, knob_style);
+    if (at > 0 && at < len - 1) cellbuf_put_in(buf, x + at * dx, y + at * dy, KNOB, knob_style, clip);
 }
 
 }  // namespace

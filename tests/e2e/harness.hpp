@@ -13,8 +13,9 @@
 //
 // Every wait pumps the program's output into the screen until its condition holds or its time
 // runs out. Timeouts are multiplied by timeout_scale(): the environment variable
-// E2E_TIMEOUT_SCALE (a number) when set, else 1, or 4 in the sanitizer build. A wait that times
-// out kills the program (SIGKILL to its process group), reaps it and returns a failed
+// E2E_TIMEOUT_SCALE (a number) when set, else 1, or 4 in the sanitizer build, times 4 when
+// NOLT_GC_TORTURE is set. A wait that times out kills the program (SIGKILL to its process group),
+// reaps it and returns a failed
 // AssertionResult that shows the screen, so a hung program never hangs the suite. A wait on a
 // program that has ended and whose output is all read fails at once. Use pump_for() to let
 // time pass without failing.
