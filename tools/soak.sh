@@ -24,6 +24,8 @@ work = tempfile.mkdtemp(prefix="noltide-soak-")
 home, project = os.path.join(work, "home"), os.path.join(work, "hello")
 os.mkdir(home)
 shutil.copytree(example, project)
+# A copy of the program inside the work folder, so that nobody can run it wherever the build lies.
+binary = shutil.copy2(binary, os.path.join(work, "noltide"))
 as_nobody = os.geteuid() == 0
 if as_nobody:
     for root, dirs, files in os.walk(work):
