@@ -21,8 +21,6 @@ using namespace stdlib;
 
 namespace {
 
-#define check(holds) FUZZ_CHECK(holds)
-
 // The slots up to the last one in use.
 int32_t dirs_in_use(const string_array& dirs) {
     int32_t n = runtime::length(dirs);
@@ -59,7 +57,7 @@ string update(const string& text, const Root<Project>& p) {
 }
 
 LoadResult load_text(const string& path, const string& text) {
-    check(writeFile(path, text).is_ok());
+    FUZZ_CHECK(writeFile(path, text).is_ok());
     return project_load(path);
 }
 
@@ -79,10 +77,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Root<Project> values = empty_project();
     if (loaded.tag == LoadResult::Loaded) {
         values = loaded.project;
-        check(!is_empty(values->name) && !is_empty(values->output) && equals(values->root, root));
-        check(runtime::length(string_array(values->source_dirs)) == max_source_dirs());
+        FUZZ_CHECK(!is_empty(values->name) && !is_empty(values->output) && equals(values->root, root));
+        FUZZ_CHECK(runtime::length(string_array(values->source_dirs)) == max_source_dirs());
     } else {
-        check(!is_empty(loaded.message));
+        FUZZ_CHECK(!is_empty(loaded.message));
         values->name = "fuzz"_t;
         values->output = "fuzz"_t;
         values->source_dirs = default_source_dirs();
@@ -90,14 +88,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
     if (loaded.tag == LoadResult::Loaded && !spread_text(text) && !repeated_table(data, size)) {
         string once = update(text, values);
-        check(equals(update(once, values), once));
+        FUZZ_CHECK(equals(update(once, values), once));
     }
 
     LoadResult back = load_text(path, update(empty_string(), values));
-    check(back.tag == LoadResult::Loaded);
+    FUZZ_CHECK(back.tag == LoadResult::Loaded);
     const Root<Project>& p = back.project;
-    check(equals(p->name, values->name) && equals(p->entry, values->entry) && equals(p->output, values->output) &&
+    FUZZ_CHECK(equals(p->name, values->name) && equals(p->entry, values->entry) && equals(p->output, values->output) &&
           equals(p->output_dir, values->output_dir));
-    for (int32_t i = 0; i < max_source_dirs(); i++) check(equals(p->source_dirs[i], values->source_dirs[i]));
+    for (int32_t i = 0; i < max_source_dirs(); i++) FUZZ_CHECK(equals(p->source_dirs[i], values->source_dirs[i]));
     return 0;
 }

@@ -14,12 +14,8 @@ using namespace stdlib;
 
 namespace {
 
-void check(bool holds) {
-    if (!holds) abort();
-}
-
 Root<Prefs> load_text(const string& path, const string& text) {
-    check(writeFile(path, text).is_ok());
+    FUZZ_CHECK(writeFile(path, text).is_ok());
     return load_from(path);
 }
 
@@ -32,13 +28,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     string path = from_c(file.c_str());
     Root<Prefs> prefs = load_text(path, from_bytes(reinterpret_cast<const char*>(data), (int32_t)size));
     string theme = prefs->theme;
-    check(!is_empty(theme) && equals(trim_ws(theme), theme));
-    check(prefs->build_log_max_lines == clamp_log_max(prefs->build_log_max_lines));
+    FUZZ_CHECK(!is_empty(theme) && equals(trim_ws(theme), theme));
+    FUZZ_CHECK(prefs->build_log_max_lines == clamp_log_max(prefs->build_log_max_lines));
 
     string written = format_prefs(prefs);
     Root<Prefs> back = load_text(path, written);
-    check(back->auto_end_block == prefs->auto_end_block && equals(back->theme, theme) &&
+    FUZZ_CHECK(back->auto_end_block == prefs->auto_end_block && equals(back->theme, theme) &&
           back->build_log_max_lines == prefs->build_log_max_lines);
-    check(equals(format_prefs(back), written));
+    FUZZ_CHECK(equals(format_prefs(back), written));
     return 0;
 }
