@@ -98,16 +98,15 @@ bool same_lines(const Root<kestrum::TextArea>& text, const string& saved) {
 // answer holds while every slot and the saved text are the very objects they were when it was
 // found, and the lines are compared with the saved text again only after an edit or a save.
 bool EditWin::dirty() {
-    Root<kestrum::TextArea> text(area);
-    int32_t count = text->line_count;
+    int32_t count = area->line_count;
     bool same = checked_count == count && checked_saved.get() == saved_text.get();
-    for (int32_t i = 0; same && i < count; i++) same = checked_lines[i].get() == text->lines[i].get();
+    for (int32_t i = 0; same && i < count; i++) same = checked_lines[i].get() == area->lines[i].get();
     if (same) return checked_dirty;
-    int32_t slots = runtime::length(text->lines);
+    int32_t slots = runtime::length(area->lines);
     if (!checked_lines || (int32_t)checked_lines->size() < slots)
         checked_lines = runtime::Array<Member<Text>>::make((uint64_t)slots);
-    checked_dirty = !same_lines(text, string(saved_text));
-    for (int32_t i = 0; i < count; i++) checked_lines[i] = text->lines[i];
+    checked_dirty = !same_lines(area, string(saved_text));
+    for (int32_t i = 0; i < count; i++) checked_lines[i] = area->lines[i];
     checked_saved = saved_text;
     checked_count = count;
     return checked_dirty;
