@@ -155,7 +155,7 @@ bool save_nolt_toml(const string& toml_path, const string& name, const string& e
         text = body.unwrap_ok();
     }
     string updated = surgical_update(text, name, entry, output, output_dir, dirs, dir_count);
-    return stdlib::writeFile(toml_path, updated).is_ok();
+    return stdlib::replaceFile(toml_path, updated).is_ok();
 }
 
 // ---- The window ------------------------------------------------------------------------------

@@ -68,6 +68,7 @@ int32_t parse_source_dirs_csv(const string& text, const string_array& out);
 string surgical_update(const string& text, const string& name, const string& entry, const string& output,
                        const string& output_dir, const string_array& dirs, int32_t dir_count);
 // Applies surgical_update to the file at `toml_path`, or to the empty text if there is no file.
+// The new text replaces the file as a whole, so a failed write leaves the old file as it was.
 // False for an empty path, a file that exists but cannot be read (it is left alone), or a failed
 // write.
 bool save_nolt_toml(const string& toml_path, const string& name, const string& entry, const string& output,

@@ -226,7 +226,7 @@ bool save_project(const string& path, const string& last_root, const session_ref
     if (count < MAX_PROJECTS) count++;
     kept[count - 1] = session;
     string text = serialize_file(stdlib::is_empty(last_root) ? root : last_root, kept, count);
-    return stdlib::writeFile(path, text).is_ok();
+    return stdlib::replaceFile(path, text).is_ok();
 }
 
 }  // namespace ide

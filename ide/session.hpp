@@ -94,7 +94,7 @@ stdlib::string load_last_root(const stdlib::string& path);
 // The section of `root`; the empty record when there is none.
 session_ref load_project(const stdlib::string& path, const stdlib::string& root);
 // Reads the file, replaces the section of session->root (or adds it, last; past MAX_PROJECTS it
-// takes the place of the section that stood last) and writes the whole file back, with
+// takes the place of the section that stood last) and replaces the whole file (a failed write leaves the old one as it was), with
 // `last_root`, or session->root when that is empty. False for a record without a root or one
 // that cannot be written, and when the directory or the file cannot be written.
 bool save_project(const stdlib::string& path, const stdlib::string& last_root, const session_ref& session);

@@ -70,7 +70,7 @@ Root<Prefs> load() { return load_from(settings_path()); }
 bool save_to(const string& path, const Root<Prefs>& prefs) {
     if (stdlib::is_empty(path) || !ensure_session_dir()) return false;
     normalize(prefs);
-    return stdlib::writeFile(path, format_prefs(prefs)).is_ok();
+    return stdlib::replaceFile(path, format_prefs(prefs)).is_ok();
 }
 
 bool save(const Root<Prefs>& prefs) {

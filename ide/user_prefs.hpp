@@ -42,7 +42,8 @@ stdlib::string format_prefs(const Root<Prefs>& prefs);
 // or does not parse. Out-of-range numbers are clamped, a blank theme is the default one.
 Root<Prefs> load_from(const stdlib::string& path);
 Root<Prefs> load();
-// Normalises `prefs` in place and rewrites the whole file; false if it could not be written.
+// Normalises `prefs` in place and replaces the whole file; false if it could not be written, and
+// then the old file stays as it was.
 bool save_to(const stdlib::string& path, const Root<Prefs>& prefs);
 // save_to at settings_path; on success `prefs` becomes the current record.
 bool save(const Root<Prefs>& prefs);

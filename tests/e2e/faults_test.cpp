@@ -52,6 +52,7 @@ TEST(Faults, AFailedSaveKeepsTheFileAndTheBufferAndASaveKeepsTheMode) {
 TEST(Faults, FailedWritesOfTheThreeTomlFilesKeepTheRunningValues) {
     e2e::TempDir dir;
     write_project(dir.path() / "demo", "demo");
+    std::string nolt_toml = read_file(dir.path() / "demo" / "nolt.toml");
     e2e::Session s(NOLTIDE_BIN, faulty(at80({"nolt.toml"}).in_dir(dir.path() / "demo").with_home(dir.path() / "home"),
                                        dir.path(), "write", ENOSPC));
     ASSERT_TRUE(s.wait_text("noltide 0.1.0 \u2014 demo"));
@@ -67,4 +68,5 @@ TEST(Faults, FailedWritesOfTheThreeTomlFilesKeepTheRunningValues) {
     s.send(e2e::keys::enter);  // Auto End Block, written to settings.toml
     EXPECT_TRUE(wait_status(s, "Auto End Block: Off"));
     quit(s);  // the session cannot be written either
+    EXPECT_EQ(read_file(dir.path() / "demo" / "nolt.toml"), nolt_toml);
 }
