@@ -98,16 +98,13 @@ TEST(Toml, KeepsBareValueTextAndDecodesQuotedValues) {
               (Pairs{{"a", "1_000"}, {"b", "0x10"}, {"c", "1979-05-27 07:32:00Z"}, {"d", "-inf"}}));
     EXPECT_EQ(pairs_of("s = \"q\\\"\\\\\\n\\t\\r\\'\"\nt = 'c:\\temp'\nu = \"two\nlines\"  # c\nv = \"\"\n"),
               (Pairs{{"s", "q\"\\\n\t\r'"}, {"t", "c:\temp"}, {"u", "two\nlines"}, {"v", ""}}));
-    EXPECT_EQ(pairs_of("\"\" = 1\n\"a b\".'c' = 2\n"), (Pairs{{"", "1"}, {"a b.c", "2"}}));
+    EXPECT_EQ(pairs_of("\"\" = 1\n\"a b\".'c' = 2\n\"k\\t\xc3\xa9\" . x=3"),
+              (Pairs{{"", "1"}, {"a b.c", "2"}, {"k\t\xc3\xa9.x", "3"}}));
 
     toml_doc doc = parse("quoted = \"12\"\nbare = 12\nyes = \"true\"\nno = \"True\"\nf = 12.5\nbig = 1e10\n");
-    for (const char* key : {"quoted", "bare"}) {
-        EXPECT_EQ(toml_get_int_doc_or(doc, from_c(key), -1), 12);
-        EXPECT_EQ(std_of(toml_get_doc_or(doc, from_c(key), "?"_t)), "12");
-    }
-    EXPECT_EQ(toml_get_int_doc_or(doc, "f"_t, -1), 12);
-    EXPECT_EQ(toml_get_int_doc_or(doc, "big"_t, -1), 1);
-    EXPECT_EQ(toml_get_int_doc_or(doc, "missing"_t, -1), -1);
+    EXPECT_EQ(std_of(toml_get_doc_or(doc, "quoted"_t, "?"_t)), "12");
+    const std::pair<const char*, int32_t> ints[] = {{"quoted", 12}, {"bare", 12}, {"f", 12}, {"big", 1}, {"missing", -1}};
+    for (auto& [key, value] : ints) EXPECT_EQ(toml_get_int_doc_or(doc, from_c(key), -1), value) << key;
     EXPECT_EQ(toml_get_bool_doc(doc, "yes"_t).unwrap(), true);
     EXPECT_EQ(toml_get_bool_doc(doc, "bare"_t).unwrap(), false);
     EXPECT_TRUE(toml_get_bool_doc(doc, "missing"_t).is_none());
