@@ -26,12 +26,6 @@ const nolt_type shared_type = {sizeof(Shared), 0, "Shared", nullptr, nullptr, 0,
 
 Root<Shared> make_shared_object() { return Root<Shared>((Shared*)nolt_heaps_new_protected_object(&shared_type)); }
 
-template <typename Condition>
-bool wait_for(Condition condition) {
-    for (int i = 0; i < 20000 && !condition(); i++) nolt_platform_sleep_us(500);  // about 10 s
-    return condition();
-}
-
 // Writers keep a == b only while they hold the lock; readers check it under shared locks.
 constexpr int kRounds = 300;
 std::atomic<int> torn_reads;
@@ -104,13 +98,13 @@ TEST(Objects, LocksAndConditionsHandOverBetweenProcesses) {
     EXPECT_EQ(torn_reads.load(), 0);
     EXPECT_EQ(consumed_sum.load(), 2 * (int64_t)kItems * (kItems + 1) / 2);
     EXPECT_TRUE(shared->count == 0 && !shared->header.exclusive_owner && shared->header.shared_count == 0);
-    EXPECT_EQ(nolt_objects_exclusive_holder_count(), holders);
-    EXPECT_EQ(nolt_objects_process_count(), 1);
+    EXPECT_TRUE(nolt_objects_exclusive_holder_count() == holders && nolt_objects_process_count() == 1);
 
     // A process cancelled while it waits for the lock leaves the lock working.
     nolt_objects_lock(shared.get(), true);
     nolt_process* blocked = nolt_objects_create_process(writer, 1, false, shared.get());
-    ASSERT_TRUE(wait_for([] { return nolt_objects_get_waiting_count() == 1; }));
+    for (int i = 0; i < 20000 && nolt_objects_get_waiting_count() != 1; i++) nolt_platform_sleep_us(500);
+    ASSERT_EQ(nolt_objects_get_waiting_count(), 1);
     nolt_objects_cancel_process(blocked);
     EXPECT_EQ(nolt_objects_process_count(), 1);
     nolt_objects_unlock(shared.get());
@@ -130,7 +124,6 @@ TEST(Objects, OwnerHarnessRefusesAccessFromElsewhere) {
     boot();
     Root<Shared> old = make_shared_object(), ao = make_shared_object();
     EXPECT_HARNESS_DEATH(nolt_owner_probe_read(old.get()), "read: object has no owner stamp");
-    EXPECT_HARNESS_DEATH(nolt_owner_probe_read(nolt_heaps_new_array(1, 8)), "read: object has no owner stamp");
     EXPECT_HARNESS_DEATH(
         {
             Root<Shared> mine = make_shared_object();  // stamped by this thread outside any active object
