@@ -48,18 +48,13 @@ struct Maybe {
     Member<Text> value;
 };
 
-Root<Text> numbered(const char* prefix, int64_t n) {
-    std::string s = prefix + std::to_string(n);
-    return make_text(s.data(), s.size());
-}
-
 // Builds a list of `count` items, newest first, whose names spell their numbers.
 Root<Item> build_list(int64_t count) {
     Root<Item> head;
     for (int64_t i = 0; i < count; i++) {
         Root<Item> item = make<Item>();
         item->number = i;
-        item->name = numbered("item ", i);
+        item->name = make_text(("item " + std::to_string(i)).c_str());
         item->next = head;
         head = std::move(item);
     }

@@ -5,6 +5,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -135,5 +136,19 @@ TEST(Poll, SetIsPerThreadAndReportsPipeEvents) {
     int32_t other_count = -1;
     std::thread([&] { other_count = nolt_poll_count(); }).join();
     EXPECT_TRUE(other_count == 0 && nolt_poll_count() == 1);
+
+    // A full set refuses more, and unused or unknown slots report nothing.
+    for (int32_t slot = 1; slot < 63; slot++) ASSERT_EQ(nolt_poll_add(-1, nolt_POLLIN()), slot);
+    EXPECT_EQ(nolt_poll_add(rd, nolt_POLLIN()), 63);
+    EXPECT_EQ(nolt_poll_add(rd, nolt_POLLIN()), -1);
+    EXPECT_EQ(nolt_poll_wait(0), 2);
+    EXPECT_TRUE(nolt_poll_has_event(63, nolt_POLLHUP()));
+    for (int32_t slot : {-1, 1, 64}) EXPECT_EQ(nolt_poll_revents(slot), 0) << slot;
     ASSERT_EQ(nolt_fd_close(rd), 0);
+
+    // An empty set still sleeps for the timeout.
+    nolt_poll_clear();
+    auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(nolt_poll_wait(100), 0);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(90));
 }

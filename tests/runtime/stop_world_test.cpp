@@ -81,10 +81,12 @@ bool wait_for(Condition condition) {
     return condition();
 }
 
+// What suspending a thread publishes of its roots.
 struct Published {
     void* chain = (void*)1;
     void* inflight = (void*)1;
     void* handoff = (void*)1;
+    bool suspend(nolt_thread_id id) { return nolt_platform_gc_suspend_thread(id, &chain, &inflight, &handoff); }
 };
 
 }  // namespace
@@ -114,8 +116,7 @@ TEST(StopWorld, WorkersParkWithTheirOwnRootsAndResumeRepeatedly) {
         Published published[kWorkers];
         uint64_t stopped_at[kWorkers];
         for (int i = 0; i < kWorkers; i++) {
-            ASSERT_TRUE(nolt_platform_gc_suspend_thread(
-                workers[i].id, &published[i].chain, &published[i].inflight, &published[i].handoff));
+            ASSERT_TRUE(published[i].suspend(workers[i].id));
             stopped_at[i] = workers[i].progress.load();
         }
         for (int i = 0; i < kWorkers; i++) {
@@ -131,16 +132,13 @@ TEST(StopWorld, WorkersParkWithTheirOwnRootsAndResumeRepeatedly) {
                 EXPECT_TRUE(workers[i].probe_saw_parked.load());
                 // ...and a parked thread that is targeted again publishes again.
                 Published again;
-                ASSERT_TRUE(nolt_platform_gc_suspend_thread(workers[i].id, &again.chain,
-                                                            &again.inflight, &again.handoff));
+                ASSERT_TRUE(again.suspend(workers[i].id));
                 EXPECT_TRUE(again.chain == published[i].chain && again.inflight == published[i].inflight);
             }
             errno = 4242;
             pthread_kill(pthread_self(), SIGURG);  // a stray signal doesn't park the collector
             EXPECT_EQ(errno, 4242);
-            Published self;
-            EXPECT_FALSE(nolt_platform_gc_suspend_thread(nolt_platform_thread_self_id(), &self.chain, &self.inflight,
-                                                         &self.handoff));  // never the collector itself
+            EXPECT_FALSE(Published().suspend(nolt_platform_thread_self_id()));  // never the collector itself
         }
         for (int i = 0; i < kWorkers; i++) EXPECT_EQ(workers[i].progress.load(), stopped_at[i]);
 

@@ -13,28 +13,6 @@
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-TEST(SysPoll, FullSetRefusesMoreAndAnEmptySetSleepsForTheTimeout) {
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    ASSERT_EQ(write(ends[1], "x", 1), 1);
-    stdlib::poll_clear();
-    EXPECT_EQ(stdlib::poll_add(ends[0], stdlib::POLLIN()), 0);
-    for (int32_t slot = 1; slot < 63; slot++) ASSERT_EQ(stdlib::poll_add(-1, stdlib::POLLIN()), slot);
-    EXPECT_EQ(stdlib::poll_add(ends[0], stdlib::POLLIN()), 63);
-    EXPECT_EQ(stdlib::poll_add(ends[1], stdlib::POLLIN()), -1);  // never readable
-    EXPECT_EQ(stdlib::poll_wait(0), 2);
-    for (int32_t slot : {0, 63}) EXPECT_TRUE(stdlib::poll_readable(slot));
-    for (int32_t slot : {-1, 1, 64}) EXPECT_FALSE(stdlib::poll_readable(slot));
-    close(ends[0]);
-    close(ends[1]);
-
-    stdlib::poll_clear();
-    EXPECT_FALSE(stdlib::poll_readable(0));
-    auto start = Clock::now();
-    EXPECT_EQ(stdlib::poll_wait(100), 0);
-    EXPECT_GE(Clock::now() - start, 90ms);
-}
-
 TEST(SysPoll, HangupDuringWaitReadsAsQuietTurnAndSetsTheFlag) {
     stdlib::signal_init();
     ASSERT_TRUE(stdlib::signal_handle(stdlib::SIGHUP()));

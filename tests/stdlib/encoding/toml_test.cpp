@@ -41,14 +41,6 @@ std::string failure(const std::string& source, int32_t capacity = max_entries())
     return std::string(kind) + ": " + std_of(e->message);
 }
 
-std::vector<std::string> pieces(const std::string& list) {
-    std::vector<std::string> out(1);
-    for (char c : list)
-        if (c == '|') out.emplace_back();
-        else out.back() += c;
-    return out;
-}
-
 std::string repeat(const std::string& piece, int n) {
     std::string out;
     for (int i = 0; i < n; i++) out += piece;
@@ -117,14 +109,14 @@ TEST(Toml, KeepsBareValueTextAndDecodesQuotedValues) {
 
 TEST(Toml, AcceptsOnlyTheScalarsOfTheDialect) {
     test_support::boot();
-    const char* good =
-        "true|false|0|+0|-0|42|1_000|0xDEAD_beef|0o17|0b1_0|1.5|-0.0|1e5|1E-0_5|6.02e+23|inf|+nan|2024-02-31|"
-        "1979-05-27|2024-01-01T10:00:00+01:00|1979-05-27 07:32:00Z|1979-05-27t07:32:00.999z|10:00:00.5|23:59:60";
-    const char* bad =
-        "+0x10|0X10|007|0_0|1__0|_1|1_|0x|1.|.5|1e|01.5|TRUE|nan1|2024-13-01|2024-01-00|12:00|24:00:00|10:00:00Z|"
-        "1979-05-27T07:32:00+24:00|1979-05-27T07:32|1979-05-2712|1 2|+";
-    for (const std::string& value : pieces(good)) EXPECT_EQ(failure("a = " + value), "ok") << value;
-    for (const std::string& value : pieces(bad))
+    for (const char* value : {"true", "false", "0", "+0", "-0", "42", "1_000", "0xDEAD_beef", "0o17", "0b1_0", "1.5",
+                              "-0.0", "1e5", "1E-0_5", "6.02e+23", "inf", "+nan", "2024-02-31", "1979-05-27",
+                              "2024-01-01T10:00:00+01:00", "1979-05-27 07:32:00Z", "1979-05-27t07:32:00.999z",
+                              "10:00:00.5", "23:59:60"})
+        EXPECT_EQ(failure(std::string("a = ") + value), "ok") << value;
+    for (std::string value : {"+0x10", "0X10", "007", "0_0", "1__0", "_1", "1_", "0x", "1.", ".5", "1e", "01.5", "TRUE",
+                              "nan1", "2024-13-01", "2024-01-00", "12:00", "24:00:00", "10:00:00Z",
+                              "1979-05-27T07:32:00+24:00", "1979-05-27T07:32", "1979-05-2712", "1 2", "+"})
         EXPECT_EQ(failure("a = " + value), "InvalidInput: toml: invalid value '" + value + "' at position 4");
 }
 
@@ -227,21 +219,11 @@ TEST(Toml, ReadsNumbersAndArrayShapesWithoutFailing) {
     EXPECT_EQ(std_of(toml_array_item_doc_or(doc, "list"_t, 1, "?"_t)), "b");
     EXPECT_EQ(std_of(toml_array_item_doc_or(doc, "list"_t, 2, "?"_t)), "?");
 
-    // A marker that gives no number counts as an empty array.
-    Root<Array<Member<Text>>> k = Array<Member<Text>>::make(6), v = Array<Member<Text>>::make(6);
-    const char* flat[][2] = {{"m.#len", "x"}, {"t.3.a", "1"},           {"t.12b.a", "1"},
-                             {"t.#len", "9"}, {"t.99999999999.a", "1"}, {"t.", "1"}};
-    for (int i = 0; i < 6; i++) k[i] = from_c(flat[i][0]), v[i] = from_c(flat[i][1]);
-    toml_doc made = runtime::make<TomlDoc>();
-    made->keys = k;
-    made->values = v;
-    made->count = 6;
-    EXPECT_EQ(toml_array_len_doc(made, "m"_t).unwrap(), 0);
-    EXPECT_EQ(toml_array_count(k, 6, "t"_t), 13);
-    EXPECT_EQ(toml_array_count(k, 2, "t"_t), 4);
-    EXPECT_EQ(toml_array_count(k, 6, "m"_t), 0);
-    k[0] = string("t.2147483647"_t);
-    EXPECT_EQ(toml_array_count(k, 1, "t"_t), INT32_MAX);
+    // An index counts by its leading digits; one past the int range does not count.
+    toml_doc shapes = parse("t.3.a = 1\nt.12b.a = 1\nt.99999999999.a = 1\nu.2147483647 = 1\n");
+    EXPECT_EQ(toml_array_count(shapes->keys, 1, "t"_t), 4);
+    EXPECT_EQ(toml_array_count(shapes->keys, 3, "t"_t), 13);
+    EXPECT_EQ(toml_array_count(shapes->keys, 4, "u"_t), INT32_MAX);
 }
 
 TEST(Toml, WriterOutputParsesBack) {
