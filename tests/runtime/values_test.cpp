@@ -17,7 +17,7 @@ Root<Text> text(const char* bytes) { return make_text(bytes); }
 char* raw(const Root<Text>& t) { return t ? t->bytes() : nullptr; }
 auto line(const char* words) { return Eq(std::string("Runtime error: ") + words + "\n"); }
 
-TEST(RuntimeTexts, LengthsCapacityAndInPlaceFilling) {
+TEST(RuntimeTexts, LengthsCapacityFillingAndSearches) {
     test_support::boot();
     EXPECT_TRUE(nolt_string_length(nullptr) == 0 && nolt_string_length(nolt_string_empty()) == 0);
     EXPECT_EQ(nolt_string_empty(), ""_t->bytes());
@@ -36,10 +36,8 @@ TEST(RuntimeTexts, LengthsCapacityAndInPlaceFilling) {
     EXPECT_STREQ(buffer->c_str(), "a");
     nolt_string_store_char(raw(buffer), 0, 'z');
     EXPECT_STREQ(buffer->c_str(), "z");
-}
 
-TEST(RuntimeTexts, ConcatAndSearchStopAtTheFirstZeroByte) {
-    test_support::boot();
+    // Concatenation and searches stop at the first zero byte.
     Root<Text> with_zero = make_text("ab\0cd", 5);
     Root<Text> joined(reinterpret_cast<Text*>(nolt_string_concat(raw(with_zero), "xy"_t->bytes())));
     EXPECT_EQ(joined->length(), 4);

@@ -47,21 +47,17 @@ std::vector<std::string> rest_values(const Root<Rest>& rest) {
 // prog [-q] { build [-j <int>] <target> | remote { add <name> | rm } }, version 1.2.
 struct Tree {
     Root<Command> root = command("prog"_t);
-    Root<BoolFlag> quiet;
-    Root<Command> build, remote, add;
-    Root<IntFlag> jobs;
-    Root<Arg> target, name;
+    Root<BoolFlag> quiet = root->bool_flag("quiet"_t, 'q', false, "Say less"_t);
+    Root<Command> build = root->subcommand("build"_t, "Build it"_t);
+    Root<IntFlag> jobs = build->int_flag("jobs"_t, 'j', 1, "Parallel jobs"_t);
+    Root<Arg> target = build->arg("target"_t);
+    Root<Command> remote = root->subcommand("remote"_t, "Manage remotes"_t);
+    Root<Command> add = remote->subcommand("add"_t, "Add one"_t);
+    Root<Arg> name = add->arg("name"_t);
 
     Tree() {
         root->about("does things"_t);
         root->version("1.2"_t);
-        quiet = root->bool_flag("quiet"_t, 'q', false, "Say less"_t);
-        build = root->subcommand("build"_t, "Build it"_t);
-        jobs = build->int_flag("jobs"_t, 'j', 1, "Parallel jobs"_t);
-        target = build->arg("target"_t);
-        remote = root->subcommand("remote"_t, "Manage remotes"_t);
-        add = remote->subcommand("add"_t, "Add one"_t);
-        name = add->arg("name"_t);
         remote->subcommand("rm"_t, ""_t);
     }
 };
