@@ -20,7 +20,6 @@ struct Shared {
     int64_t a, b;  // changed together under the exclusive lock
     int32_t items[8];
     int32_t count;
-    std::atomic<bool> flag;
 };
 const nolt_type shared_type = {sizeof(Shared), 0, "Shared", nullptr, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0};
 
@@ -86,8 +85,6 @@ TEST(Objects, LocksAndConditionsHandOverBetweenProcesses) {
     boot();
     Root<Shared> shared = make_shared_object();
     int32_t holders = nolt_objects_exclusive_holder_count();
-    torn_reads = 0;
-    consumed_sum = 0;
     std::vector<nolt_process*> processes;
     for (auto body : {writer, writer, writer, reader, reader, producer, producer, consumer, consumer})
         processes.push_back(nolt_objects_create_process(body, 1, false, shared.get()));
