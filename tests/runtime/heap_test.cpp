@@ -110,13 +110,9 @@ TEST(Heap, TypeQueriesFollowTheParentChain) {
     void* b = nullptr;
     test_support::Frame frame(&b);
     b = nolt_heaps_new_object(&button);
-    EXPECT_TRUE(nolt_type_is(b, &base));
-    EXPECT_TRUE(nolt_type_is(b, &button));
-    EXPECT_FALSE(nolt_type_is(b, &label));
-    EXPECT_FALSE(nolt_type_is(nullptr, &base));
-    EXPECT_FALSE(nolt_type_is(b, nullptr));
-    EXPECT_EQ(nolt_type_as(b, &base), b);
-    EXPECT_EQ(nolt_type_id(b), &button);
+    EXPECT_TRUE(nolt_type_is(b, &base) && nolt_type_is(b, &button) && !nolt_type_is(b, &label));
+    EXPECT_FALSE(nolt_type_is(nullptr, &base) || nolt_type_is(b, nullptr));
+    EXPECT_TRUE(nolt_type_as(b, &base) == b && nolt_type_id(b) == &button);
     EXPECT_STREQ(nolt_type_name_raw(b), "Button");
     EXPECT_STREQ(nolt_type_name_raw(nullptr), "nil");
     EXPECT_STREQ(nolt_type_name_raw(nolt_heaps_new_object(&unnamed)), "<unnamed>");

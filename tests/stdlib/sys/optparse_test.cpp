@@ -47,21 +47,17 @@ std::vector<std::string> rest_values(const Root<Rest>& rest) {
 // prog [-q] { build [-j <int>] <target> | remote { add <name> | rm } }, version 1.2.
 struct Tree {
     Root<Command> root = command("prog"_t);
-    Root<BoolFlag> quiet;
-    Root<Command> build, remote, add;
-    Root<IntFlag> jobs;
-    Root<Arg> target, name;
+    Root<BoolFlag> quiet = root->bool_flag("quiet"_t, 'q', false, "Say less"_t);
+    Root<Command> build = root->subcommand("build"_t, "Build it"_t);
+    Root<IntFlag> jobs = build->int_flag("jobs"_t, 'j', 1, "Parallel jobs"_t);
+    Root<Arg> target = build->arg("target"_t);
+    Root<Command> remote = root->subcommand("remote"_t, "Manage remotes"_t);
+    Root<Command> add = remote->subcommand("add"_t, "Add one"_t);
+    Root<Arg> name = add->arg("name"_t);
 
     Tree() {
         root->about("does things"_t);
         root->version("1.2"_t);
-        quiet = root->bool_flag("quiet"_t, 'q', false, "Say less"_t);
-        build = root->subcommand("build"_t, "Build it"_t);
-        jobs = build->int_flag("jobs"_t, 'j', 1, "Parallel jobs"_t);
-        target = build->arg("target"_t);
-        remote = root->subcommand("remote"_t, "Manage remotes"_t);
-        add = remote->subcommand("add"_t, "Add one"_t);
-        name = add->arg("name"_t);
         remote->subcommand("rm"_t, ""_t);
     }
 };
@@ -79,28 +75,21 @@ TEST(OptParse, LeafClassifiesEveryKindOfArgument) {
 
     EXPECT_EQ(parse(cli, {"-v", "--count=5", "-l", "x", "f", "a", "-", "", "b"}), "parsed");
     EXPECT_TRUE(verbose->value && verbose->seen);
-    EXPECT_EQ(count->value, 5);
-    EXPECT_EQ(text(label->value), "x");
-    EXPECT_EQ(text(file->value), "f");
+    EXPECT_TRUE(count->value == 5 && text(label->value) == "x" && text(file->value) == "f");
     EXPECT_EQ(rest_values(rest), (std::vector<std::string>{"a", "-", "", "b"}));
 
     // Behind "--" everything is positional; an operand is taken whatever it looks like.
     EXPECT_EQ(parse(cli, {"--count", "-5", "-l", "--verbose", "--", "--x", "-v"}), "parsed");
-    EXPECT_EQ(count->value, -5);
-    EXPECT_EQ(text(label->value), "--verbose");
+    EXPECT_TRUE(count->value == -5 && text(label->value) == "--verbose" && text(file->value) == "--x");
     EXPECT_FALSE(verbose->seen);
-    EXPECT_EQ(text(file->value), "--x");
     EXPECT_EQ(rest_values(rest), (std::vector<std::string>{"-v"}));
 
     EXPECT_EQ(parse(cli, {"-c", "+7", "--count=4294967301", "--label=", "--verbose=no", "f"}), "parsed");
     EXPECT_EQ(count->value, 5) << "the last occurrence wins and 32-bit accumulation wraps";
-    EXPECT_TRUE(label->seen);
-    EXPECT_EQ(text(label->value), "");
-    EXPECT_FALSE(verbose->value);
+    EXPECT_TRUE(label->seen && text(label->value).empty() && !verbose->value);
 
     const char* hint = " (short flags are one character; long flags start with --)";
     EXPECT_EQ(parse(cli, {"-abc"}), std::string("invalid flag: -abc") + hint);
-    EXPECT_EQ(parse(cli, {"-c=5", "f"}), std::string("invalid flag: -c=5") + hint);
     EXPECT_EQ(parse(cli, {"--=x", "f"}), "unknown flag: --=x");
     EXPECT_EQ(parse(cli, {"f", "--colour=red"}), "unknown flag: --colour=red");
     EXPECT_EQ(parse(cli, {"--count=", "f"}), "invalid value for count: ");
@@ -123,78 +112,39 @@ TEST(OptParse, SubcommandsAreSelectedAndGlobalFlagsMustComeFirst) {
     test_support::boot();
     Tree t;
     EXPECT_EQ(parse(t.root, {}), "no command provided");
-    EXPECT_EQ(parse(t.root, {"--"}), "no command provided");
     EXPECT_EQ(parse(t.root, {"--", "build", "x"}), "no command provided");
     EXPECT_EQ(parse(t.root, {"nope"}), "unknown command: nope");
     EXPECT_EQ(parse(t.root, {"-"}), "unknown command: -");
-    EXPECT_EQ(parse(t.root, {"-qx"}), "invalid flag: -qx (short flags are one character; long flags start with --)");
     EXPECT_EQ(parse(t.root, {"--jobs", "2", "build", "x"}), "unknown flag: --jobs");
 
     EXPECT_EQ(parse(t.root, {"-q", "build", "-j", "4", "x"}), "parsed");
     EXPECT_TRUE(t.quiet->value);
-    EXPECT_EQ(t.jobs->value, 4);
-    EXPECT_EQ(text(t.target->value), "x");
-    EXPECT_EQ(t.root->invoked.get(), t.build.get());
+    EXPECT_TRUE(t.jobs->value == 4 && text(t.target->value) == "x" && t.root->invoked.get() == t.build.get());
     EXPECT_EQ(text(t.root->path), "build");
-    EXPECT_EQ(text(t.build->root_name), "prog");
 
     EXPECT_EQ(parse(t.root, {"remote", "add", "origin"}), "parsed");
     EXPECT_EQ(t.root->invoked.get(), t.add.get());
     EXPECT_EQ(text(t.add->path), "remote add");
-    EXPECT_EQ(text(t.root->path), "remote add");
     EXPECT_EQ(text(t.name->value), "origin");
     EXPECT_EQ(parse(t.root, {"remote"}), "no command provided");
 
     EXPECT_EQ(parse(t.root, {"build", "--quiet", "x"}), "--quiet is a global flag; place it before the command");
-    EXPECT_EQ(parse(t.root, {"build", "x", "-q"}), "-q is a global flag; place it before the command");
-    EXPECT_EQ(parse(t.root, {"remote", "add", "--quiet=yes", "o"}),
-              "--quiet=yes is a global flag; place it before the command");
+    EXPECT_EQ(parse(t.root, {"remote", "add", "o", "-q"}), "-q is a global flag; place it before the command");
     EXPECT_EQ(parse(t.root, {"build", "--version"}), "unknown flag: --version");
-    EXPECT_EQ(parse(t.root, {"build", "-V"}), "unknown flag: -V");
-    EXPECT_EQ(parse(t.root, {"build", "--loud", "x"}), "unknown flag: --loud");
-    EXPECT_EQ(parse(t.root, {"build", "-j"}), "flag jobs requires a value");
 
     // A second parse on the same tree starts from the declared defaults.
     EXPECT_EQ(parse(t.root, {"-q", "build", "-j", "9", "x"}), "parsed");
     EXPECT_EQ(parse(t.root, {"remote", "add"}), "missing argument: name");
-    EXPECT_FALSE(t.quiet->seen || t.quiet->value);
-    EXPECT_EQ(t.jobs->value, 1);
-    EXPECT_FALSE(t.target->seen);
-    EXPECT_EQ(text(t.target->value), "");
-    EXPECT_EQ(t.root->invoked.get(), t.root.get());
+    EXPECT_FALSE(t.quiet->seen || t.quiet->value || t.target->seen);
+    EXPECT_TRUE(t.jobs->value == 1 && text(t.target->value).empty() && t.root->invoked.get() == t.root.get());
     EXPECT_EQ(text(t.root->path), "");
-    EXPECT_EQ(text(t.build->path), "");
 }
 
-TEST(OptParse, HelpAndVersionWinOverMissingInputButNotOverEarlierErrors) {
+TEST(OptParse, HelpAndVersionWinOverMissingInputButNotOverEarlierErrorsAndLineUpTheirColumns) {
     test_support::boot();
     Tree t;
-    EXPECT_EQ(parse_printing(t.root, {"--version"}), "version:prog 1.2\n");
-    EXPECT_EQ(parse_printing(t.root, {"-V", "--help"}), "version:prog 1.2\n");
-    EXPECT_EQ(parse_printing(t.root, {"-V", "nope"}), "version:prog 1.2\n");
-    EXPECT_EQ(parse_printing(t.root, {"--bad", "--help"}), "unknown flag: --bad:");
-    EXPECT_EQ(parse_printing(t.root, {"build", "--help", "--bad"}), "unknown flag: --bad:");
-
-    std::string root_help = parse_printing(t.root, {"--help", "-V"});
-    EXPECT_EQ(root_help, "help:" + text(t.root->usage_text()));
-    EXPECT_EQ(parse_printing(t.root, {"-h"}), root_help);
-
-    // The help of the command reached, whichever side of its name asked for it.
-    std::string build_help = parse_printing(t.root, {"build", "-h"});
-    EXPECT_NE(build_help.find("\nUsage: prog build [options] <target>\n"), std::string::npos) << build_help;
-    EXPECT_EQ(parse_printing(t.root, {"--help", "build"}), build_help);
-    EXPECT_EQ(parse_printing(t.root, {"build", "--help=no"}), build_help);
-    EXPECT_EQ(t.root->invoked.get(), t.build.get());
-
-    Root<Command> plain = command("plain"_t);
-    EXPECT_EQ(parse(plain, {"--version"}), "unknown flag: --version");
-    EXPECT_EQ(parse(plain, {"-V"}), "unknown flag: -V");
-}
-
-TEST(OptParse, HelpTextLinesUpItsColumns) {
-    test_support::boot();
-    Tree t;
-    Root<StringFlag> config = t.root->string_flag("config"_t, 0, ""_t, "Config file"_t);
+    // The columns line up; a 30-byte syntax column widens every line to 32.
+    t.root->string_flag("config"_t, 0, ""_t, "Config file"_t);
     EXPECT_EQ(text(t.root->usage_text()),
               "prog - does things\n"
               "\n"
@@ -222,7 +172,6 @@ TEST(OptParse, HelpTextLinesUpItsColumns) {
               "\n"
               "Global options go before the command. Command options go after it.\n");
 
-    // A 30-byte syntax column widens every line to 32.
     Root<Command> wide = command("wide"_t);
     wide->int_flag("a-long-flag-name"_t, 'w', 0, "Wide"_t);
     wide->rest();
@@ -232,6 +181,24 @@ TEST(OptParse, HelpTextLinesUpItsColumns) {
               "Options:\n"
               "  -h, --help                    Show this help\n"
               "  -w, --a-long-flag-name <int>  Wide\n");
+
+    EXPECT_EQ(parse_printing(t.root, {"--version"}), "version:prog 1.2\n");
+    EXPECT_EQ(parse_printing(t.root, {"-V", "--help"}), "version:prog 1.2\n");
+    EXPECT_EQ(parse_printing(t.root, {"--bad", "--help"}), "unknown flag: --bad:");
+    EXPECT_EQ(parse_printing(t.root, {"build", "--help", "--bad"}), "unknown flag: --bad:");
+
+    std::string root_help = parse_printing(t.root, {"--help", "-V"});
+    EXPECT_EQ(root_help, "help:" + text(t.root->usage_text()));
+    EXPECT_EQ(parse_printing(t.root, {"-h"}), root_help);
+
+    // The help of the command reached, whichever side of its name asked for it.
+    std::string build_help = parse_printing(t.root, {"build", "-h"});
+    EXPECT_NE(build_help.find("\nUsage: prog build [options] <target>\n"), std::string::npos) << build_help;
+    EXPECT_EQ(parse_printing(t.root, {"--help", "build"}), build_help);
+    EXPECT_EQ(parse_printing(t.root, {"build", "--help=no"}), build_help);
+    EXPECT_EQ(t.root->invoked.get(), t.build.get());
+
+    EXPECT_EQ(parse(command("plain"_t), {"--version"}), "unknown flag: --version");
 }
 
 TEST(OptParse, DeclarationFaultsStopTheProgram) {
@@ -244,14 +211,9 @@ TEST(OptParse, DeclarationFaultsStopTheProgram) {
     };
     dies_with([](P) { command(""_t); }, "empty command name");
     dies_with([](P) { command("-x"_t); }, "invalid command name: -x");
-    dies_with([](P p) { p->subcommand("--go"_t, ""_t); }, "invalid command name: --go");
     dies_with([](P p) { p->bool_flag(""_t, 'e', false, ""_t); }, "empty flag name");
     dies_with([](P p) { p->bool_flag("help"_t, 0, false, ""_t); }, "duplicate flag --help");
-    dies_with([](P p) { p->int_flag("version"_t, 'n', 0, ""_t); }, "duplicate flag --version");
-    dies_with([](P p) { p->string_flag("x"_t, 'h', ""_t, ""_t); }, "duplicate flag -h");
     dies_with([](P p) { p->bool_flag("x"_t, 'V', false, ""_t); }, "duplicate flag -V");
-    dies_with([](P p) { p->bool_flag("same"_t, 's', false, ""_t); p->string_flag("same"_t, 0, ""_t, ""_t); },
-              "duplicate flag --same");
     dies_with([](P p) { p->int_flag("one"_t, 's', 0, ""_t); p->bool_flag("two"_t, 's', false, ""_t); },
               "duplicate flag -s");
     dies_with([](P p) { p->subcommand("go"_t, ""_t); p->subcommand("go"_t, ""_t); },
