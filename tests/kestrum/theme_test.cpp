@@ -29,26 +29,4 @@ TEST(Themes, FoundByNameAndAliasInCycleOrderWithClassicAsFallBack) {
     EXPECT_EQ(name_of(theme_by_name(string())), "classic");
 }
 
-TEST(Themes, FramesFillsAndPresets) {
-    test_support::boot();
-    Root<Theme> ascii = theme_ascii(), dbl = theme_double(), classic = theme_classic();
-    EXPECT_EQ(ascii->box, box_glyphs_ascii());
-    EXPECT_EQ(ascii->frame_mode, FrameMode::Ascii);
-    EXPECT_EQ(dbl->box.tl, 0x2554);
-    EXPECT_EQ(classic->box.title_left, 0x2524);
-    // Only the frames tell ascii and double from classic.
-    EXPECT_EQ(ascii->client_style, classic->client_style);
-    EXPECT_EQ(dbl->menubar_open_style, classic->menubar_open_style);
-    EXPECT_EQ(theme_desktop_fill(theme_cobalt()), 0x2573);
-    classic->desktop_fill = 0;
-    EXPECT_EQ(theme_desktop_fill(classic), 32);
-
-    EXPECT_EQ(desktop_fill_preset_count(), 8);
-    EXPECT_EQ(desktop_fill_preset_at(9), 0xB7);
-    EXPECT_EQ(desktop_fill_preset_at(-3), 32);
-    EXPECT_STREQ(c_str(desktop_fill_preset_name(14)), "cross_hatch");
-    EXPECT_EQ(desktop_fill_preset_index(0x2588).unwrap(), 7);
-    EXPECT_TRUE(desktop_fill_preset_index(0x41).is_none());
-}
-
 }  // namespace
