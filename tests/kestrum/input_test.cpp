@@ -244,23 +244,6 @@ TEST(Decoder, FullQueueDropsACompleteSequenceOrWipes) {
     EXPECT_EQ(room.events.back(), "'c'");
 }
 
-TEST(Decoder, CapsStopTheDrainWithoutLosingInput) {
-    test_support::boot();
-    Root<KeyDecoder> decoder = decoder_create();
-    Root<Array<Event>> out = Array<Event>::make(4);
-    decoder_feed(decoder, stdlib::from_c("abcdef" ESC));
-    EXPECT_EQ(decoder_poll_events(decoder, out, 2), 2);
-    EXPECT_EQ(describe(out[1]), "'b'");
-    // A cap above the array's size is held to the array.
-    EXPECT_EQ(decoder_flush_events(decoder, out, 100), 4);
-    EXPECT_EQ(describe(out[3]), "'f'");
-    EXPECT_EQ(decoder->len, 1);
-    EXPECT_EQ(decoder_flush_events(decoder, out, -1), 0);
-    EXPECT_EQ(decoder_flush_events(decoder, out, 4), 1);
-    EXPECT_EQ(describe(out[0]), "Escape");
-    EXPECT_EQ(decoder->len, 0);
-}
-
 TEST(Decoder, PasteStateAcrossTakesAndClear) {
     test_support::boot();
     Driver driver;

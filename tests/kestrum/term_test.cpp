@@ -60,20 +60,6 @@ TEST_F(Terminal, ColourDepthComesFromTheEnvironment) {
     }
 }
 
-TEST_F(Terminal, ShimsWriteFixedSequencesOrNothing) {
-    stream::Pipe pipe;
-    int fd = pipe.write_end;
-    EXPECT_EQ(kv_write_cup(fd, 3, 17), 7);
-    kv_write_sgr_256_fg(fd, 300);
-    kv_write_sgr_16_fg(fd, -1);
-    kv_write_sgr_16_bg(fd, 99);
-    EXPECT_EQ(take(pipe.read_end), "\033[3;17H\033[38;5;255m\033[30m\033[107m");
-    std::string longest(126, 'x');
-    EXPECT_EQ(kv_write_esc(fd, longest.c_str()) * 10 + kv_write_esc(fd, (longest + "x").c_str()), 1269);
-    EXPECT_EQ(kv_write(fd, nullptr, 1), -1);
-    EXPECT_EQ(take(pipe.read_end), "\033" + longest);
-}
-
 TEST_F(Terminal, SizeFallsBackToTheEnvironment) {
     stream::Pty sized(120, 40), unsized(0, 0);
     setenv("COLUMNS", "100", 1);
