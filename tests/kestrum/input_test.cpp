@@ -213,24 +213,21 @@ TEST(Decoder, LongPasteIsCutAtItsCapAndStillEnds) {
     }
     driver.feed(ESC "[201~z");
     driver.drain(false);
-    ASSERT_EQ(driver.events, Seen{"'z'"});
-    ASSERT_EQ(driver.pastes.size(), 1u);
-    EXPECT_EQ(driver.pastes[0].size(), size_t(6 + PASTE_CAP));
-    EXPECT_EQ(driver.pastes[0].back(), char('a' + (PASTE_CAP - 1) / 250 % 26));
+    std::string kept = "paste:";
+    for (int i = 0; i < PASTE_CAP; i++) kept += char('a' + i / 250 % 26);
+    EXPECT_EQ(driver.seen(), (Seen{"'z'", kept}));
 }
 
 TEST(Decoder, FullQueueDropsACompleteSequenceOrWipes) {
     test_support::boot();
     // 600 plain bytes without a drain: the 513th wipes the queue and the rest of the feed goes.
-    Driver plain;
+    // After a wipe, the feed resumes at its next ESC.
+    Driver plain, resumes;
     plain.feed(std::string(600, 'a'));
     plain.drain(true);
-    EXPECT_TRUE(plain.events.empty());
-
-    // After a wipe, the feed resumes at its next ESC.
-    Driver resumes;
     resumes.feed(std::string(550, 'a') + ESC "[Abc");
     resumes.drain(false);
+    EXPECT_TRUE(plain.events.empty());
     EXPECT_EQ(resumes.events, (Seen{"Up", "'b'", "'c'"}));
 
     // A complete sequence at the front is dropped to make room, and nothing else is lost.
@@ -239,22 +236,18 @@ TEST(Decoder, FullQueueDropsACompleteSequenceOrWipes) {
     EXPECT_EQ(room.decoder->len, DEC_CAP);
     room.feed("bc");
     room.drain(false);
-    ASSERT_EQ(room.events.size(), size_t(DEC_CAP - 3 + 2));
-    EXPECT_EQ(room.events.front(), "'a'");
-    EXPECT_EQ(room.events.back(), "'c'");
+    EXPECT_TRUE(room.events.size() == size_t(DEC_CAP - 1) && room.events.front() == "'a'" && room.events.back() == "'c'");
 }
 
 TEST(Decoder, PasteStateAcrossTakesAndClear) {
     test_support::boot();
     Driver driver;
     driver.feed(ESC "[200~ab" ESC "[201~" ESC "[200~cd");
-    EXPECT_EQ(decoder_poll_events(driver.decoder, driver.out, kCap), 0);
-    EXPECT_TRUE(driver.decoder->paste_ready && driver.decoder->in_paste);
     // Taking the finished paste keeps what the next one has gathered.
-    EXPECT_STREQ(stdlib::c_str(decoder_take_paste(driver.decoder)), "ab");
+    driver.drain(false);
     driver.feed("ef" ESC "[201~");
     driver.drain(false);
-    EXPECT_EQ(driver.seen(), Seen{"paste:cdef"});
+    EXPECT_TRUE(driver.seen() == (Seen{"paste:ab", "paste:cdef"}) && driver.events.empty());
     EXPECT_EQ(stdlib::length(decoder_take_paste(driver.decoder)), 0);
 
     // Clear forgets a paste in progress and a half-received sequence.
@@ -264,7 +257,7 @@ TEST(Decoder, PasteStateAcrossTakesAndClear) {
     EXPECT_FALSE(driver.decoder->paste_ready || driver.decoder->in_paste);
     driver.feed("x");
     driver.drain(true);
-    EXPECT_EQ(driver.seen(), (Seen{"'x'", "paste:cdef"}));
+    EXPECT_EQ(driver.seen(), (Seen{"'x'", "paste:ab", "paste:cdef"}));
 }
 
 }  // namespace
