@@ -130,11 +130,6 @@ TEST_F(Menus, SubMenusAndContextMenusInAsciiFrames) {
     // The popup: separators skipped, keys and clicks choose, a click outside or a right click closes.
     auto on_popup = [&](const Event& ev) { return handle_popup_menu(popup, ev, table, true); };
     EXPECT_TRUE(on_popup(key(key_arrow_down())) && popup->selected == 2);
-    EXPECT_TRUE(on_popup(key(key_arrow_down())) && on_popup(key(key_enter())));
-    EXPECT_TRUE(popup->last_command == 105 && !popup->open);
-    EXPECT_FALSE(on_popup(key(key_enter())));
-    popup_clear_command(popup);
-    popup_open_at(popup, 18, 6);
     EXPECT_TRUE(on_popup(press(20, 8)) && popup->open && popup->last_command == 0);  // the separator
     EXPECT_FALSE(on_popup(press(20, 9, MouseButton::Middle)) || on_popup(press(20, 9, MouseButton::Left, true)));
     EXPECT_TRUE(on_popup(press(20, 9)) && popup->last_command == 107);

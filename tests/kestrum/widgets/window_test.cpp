@@ -60,13 +60,6 @@ TEST(Windows, ActiveInactiveMinimisedAndMaximisedFrames) {
     paint(win);
     EXPECT_SCREEN(buf, {"┌┤ Edit ├─────┤ _ = x ├┐", "│hello               █ │", "│                    ░ │",
                         "│                      │", "│                      │", "└──────────────────────┘"});
-
-    Root<Window> narrow = make<Window>(rect(0, 3, 15, 3), "0123456789"_t);  // the title needs 15 cells
-    paint(narrow);
-    narrow->set_bounds(rect(0, 0, 14, 2));
-    narrow->draw(buf, narrow->bounds, test_support::whole(buf), true, theme);
-    EXPECT_SCREEN_AT(buf, rect(0, 0, 15, 4), {"┌────────────┐.", "└────────────▄ ", ".              ",
-                                              "┌┤ 0123456789 ├"});
 }
 
 TEST(Windows, MouseMovesResizesAndFrameButtons) {
@@ -93,19 +86,16 @@ TEST(Windows, MouseMovesResizesAndFrameButtons) {
         EXPECT_EQ(win->is_dragging(), s.dragging);
     }
     win->maximize(rect(0, 1, 80, 22));  // neither moved nor resized
-    EXPECT_EQ(win->handle_event(press(5, 1)), none);
-    EXPECT_EQ(win->handle_event(press(79, 22)), none);
+    EXPECT_TRUE(win->handle_event(press(5, 1)) == none && win->handle_event(press(79, 22)) == none);
     win->minimize();  // moved, not resized
-    EXPECT_EQ(win->handle_event(press(79, 1)), ok);
-    EXPECT_EQ(win->handle_event(drag(70, 4)), ok);
+    EXPECT_TRUE(win->handle_event(press(79, 1)) == ok && win->handle_event(drag(70, 4)) == ok);
     EXPECT_EQ(win->bounds, rect(-9, 4, 80, 1));
     // A clamp smaller than the minimum size wins.
     EXPECT_EQ(drag_resize_bounds(rect(2, 2, 8, 3), 9, 4, 9, 4, rect(0, 0, 11, 6)), rect(2, 2, 9, 4));
 
     Root<Window> dialog = make<Window>(rect(0, 0, 12, 5), "T"_t);  // children count from the client origin
     dialog->add(make<Button>(rect(2, 0, 6, 1), "OK"_t, 101));
-    EXPECT_EQ(dialog->handle_event(press(3, 1)), event_command(101));
-    EXPECT_EQ(dialog->handle_event(ESC), close);
+    EXPECT_TRUE(dialog->handle_event(press(3, 1)) == event_command(101) && dialog->handle_event(ESC) == close);
 }
 
 TEST(Windows, StatesKeepTheirRestoreGeometryAndFitTheArea) {
