@@ -37,11 +37,7 @@ protected:
 };
 
 TEST_F(Desktops, CascadeAndTileShareTheContentArea) {
-    struct Case {
-        int32_t w, h, n;
-        bool tile;
-        std::vector<Rect> expected;
-    };
+    struct Case { int32_t w, h, n; bool tile; std::vector<Rect> expected; };
     const Case cases[] = {
         {80, 24, 1, false, {rect(0, 1, 53, 14)}},
         {80, 24, 2, true, {rect(0, 1, 40, 22), rect(40, 1, 40, 22)}},

@@ -238,10 +238,7 @@ TEST_F(Syntax, ShippedDefinitions) {
             }
         }
     }
-    struct Sample {
-        const char* path;
-        Lines lines, roles;
-    } samples[] = {
+    struct Sample { const char* path; Lines lines, roles; } samples[] = {
         {"x.nolt",
          {"fn f(s: string) -> i32 # TODO", "print(\"a\\n\", 0x1F, 2.5, true)", "end f"},
          {"KK......TTTTTT..OO.TTT.CCAAAA", "BBBBB.SSXXS..NNNN..NNN..cccc.", "KKK.."}},

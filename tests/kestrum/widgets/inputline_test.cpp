@@ -16,13 +16,7 @@ namespace {
 Event ch(char c) { return event_key(key_event_char(c)); }
 Event key(KeyCode code) { return event_key(key_event_plain(code)); }
 
-struct Case {
-    const char* start;
-    int32_t max_len;
-    std::vector<Event> events;
-    const char* text;
-    int32_t caret;
-};
+struct Case { const char* start; int32_t max_len; std::vector<Event> events; const char* text; int32_t caret; };
 
 TEST(InputLines, EditByKeysWithinTheLimit) {
     test_support::boot();

@@ -84,10 +84,7 @@ void run(const Root<TextArea>& a, const std::string& script) {
 
 TEST(TextAreaEditing, KeysAndPastesChangeLinesCaretAndSelection) {
     test_support::boot();
-    const struct Edit {
-        const char *start, *script, *expect;
-        int32_t max_lines = 4, cap = 16;
-    } cases[] = {
+    const struct Edit { const char *start, *script, *expect; int32_t max_lines = 4, cap = 16; } cases[] = {
         {"a|c", "b<X>", "ab|c"},
         {"1234567|", "ab", "1234567a|", 4, 8},                               // the cap: refused, caret stays
         {E_ACUTE E_ACUTE E_ACUTE "|", "abc", E_ACUTE E_ACUTE E_ACUTE "ab|", 4, 8},  // 6 + 2 bytes
@@ -137,19 +134,10 @@ TEST(TextAreaEditing, WhatIsHandledAndWhatPassesOn) {
     EXPECT_EQ(state(a), "^|ab [mark]");  // Shift-F4 is F4
 }
 
-TEST(TextAreaStore, CapacitiesSetTextAndColumnMeasures) {
+// The caret's column on screen and a click's column back, through a tab and a wide character.
+// (Line endings and the caps on a loaded text are the editor's end-to-end flow's.)
+TEST(TextAreaColumns, ThroughTabsAndWideCharacters) {
     test_support::boot();
-    Root<TextArea> big = TextArea::create(rect(0, 0, 10, 3), 5000, 0, 3);
-    EXPECT_TRUE(big->max_lines == 2048 && big->line_cap == 8 && big->visible_rows == 1);
-    big->set_text("one\r\ntwo\r\n"_t);
-    EXPECT_TRUE(state(big) == "|one\ntwo\n" && str(big->text()) == "one\ntwo\n" && big->line(3).is_none());
-    Root<TextArea> small = TextArea::create(rect(0, 0, 10, 3), 2, 3, 600);
-    small->set_text(from_c((std::string(600, 'x') + "\nb\nc").c_str()));
-    EXPECT_EQ(str(small->text()), std::string(512, 'x') + "\nb");
-    small->set_text(""_t);
-    EXPECT_EQ(small->line_count, 1);
-
-    // Columns: the caret on screen and a click back, through a tab and a wide character.
     string tabbed = from_c("\ta" WIDE "b");  // bytes 0, 1, 2..4, 5; cells 0..7, 8, 9..10, 11
     for (auto [cp, byte, cells, back] : {std::array{-1, 0, 0, 0}, {2, 2, 9, 2}, {3, 5, 11, 3}, {9, 6, 12, 4}})
         EXPECT_TRUE(cp_to_byte(tabbed, cp) == byte && cp_to_display(tabbed, cp) == cells && byte_to_cp(tabbed, byte) == back)
@@ -161,11 +149,7 @@ TEST(TextAreaStore, CapacitiesSetTextAndColumnMeasures) {
 
 TEST(TextAreaSearch, FindNextSelectsAndWrapsOnce) {
     test_support::boot();
-    const struct Find {
-        const char *start, *needle;
-        bool found;
-        const char* expect;
-    } cases[] = {
+    const struct Find { const char *start, *needle; bool found; const char* expect; } cases[] = {
         {"|x abab", "ab", true, "x ^ab|ab"},
         {"x ^ab|ab ab", "ab", true, "x abab ^ab|"},  // a hit right after the last one is skipped
         {"ab\nc|d ab", "ab", true, "ab\ncd ^ab|"},
@@ -228,11 +212,7 @@ TEST(TextAreaView, HorizontalScrollThroughWideCharactersAndTabs) {
     a->draw(buf, a->bounds, whole(buf), true, theme);
     EXPECT_SCREEN(buf, {"       ", "       ", "\xe2\x94\xa4\xe2\x96\x88 \xe2\x94\x9c   "});
     EXPECT_STYLES_AT(buf, rect(0, 0, 6, 1), legend(a), {"r....."});
-    const struct Step {
-        const char* keys;
-        int32_t left_col;
-        const char *row, *styles;
-    } steps[] = {
+    const struct Step { const char* keys; int32_t left_col; const char *row, *styles; } steps[] = {
         {"<R><R>", 4, "    a ", ".....r"},          // the wide char does not fit: blank to the edge
         {"<R><R><R><R>", 10, " bc" WIDE "d", ".....r"},  // its first cell is out of view: nothing shows
         {"<L><L><L><L>", 9, WIDE "bc" WIDE, "r....."},
@@ -256,11 +236,7 @@ TEST(TextAreaMouse, ClicksDragsWheelAndBarsThroughTheOffsets) {
     a->set_text(from_c(text.c_str()));
     a->set_line_numbers(true);  // 21 lines, gutter 3: the text at x 5..11, y 1..4
     using B = MouseButton;
-    struct Step {
-        Event ev;
-        int32_t line, col, top, left;
-        bool sel, drag;
-    } steps[] = {
+    struct Step { Event ev; int32_t line, col, top, left; bool sel, drag; } steps[] = {
         {mouse(4, 3, B::WheelDown, true), 0, 0, 1, 0, false, false},
         {mouse(11, 2, B::Left, true), 2, 5, 1, 0, false, true},  // past the end of "line2"
         {mouse(11, 2, B::Left, false), 2, 5, 1, 0, false, false},  // one spot: no selection
