@@ -1,7 +1,5 @@
 #include "ide/build_cmd.hpp"
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
 
 #include "tests/support/boot.hpp"
@@ -19,7 +17,6 @@ std::string text(const string& s) { return std::string(stdlib::c_str(s), stdlib:
 // A core dump is named, a stream without a final line feed gets one, and a run in another
 // directory comes back to where it was.
 TEST(BuildCmd, ReportsAndRunsInADirectory) {
-    test_support::boot();
     EXPECT_EQ(text(status_text({ExitStatus::Signaled, 0, 11, true})), "signal 11 (core dumped)");
     Root<stdlib::ProcessCapture> report = runtime::make<stdlib::ProcessCapture>();
     report->status = {ExitStatus::Exited, 0};

@@ -1,7 +1,5 @@
 #include "ide/endblock.hpp"
 
-#include <gtest/gtest.h>
-
 #include "tests/support/boot.hpp"
 
 using namespace ide;
@@ -10,7 +8,6 @@ using namespace runtime::literals;
 namespace {
 
 TEST(EndBlock, OpenersAndTheirClosingLines) {
-    test_support::boot();
     // The text before the caret, and the closing line it gets ("" for none).
     const char* cases[][2] = {
         {"fn add(a, b)", "end add"}, {"    proc run()", "    end run"}, {"\tif x > 0", "\tend if"},

@@ -1,10 +1,8 @@
 #include "ide/output_log.hpp"
 
-#include <gtest/gtest.h>
-
 #include "ide/user_prefs.hpp"
 #include "tests/support/boot.hpp"
-#include "tests/support/home_dir.hpp"
+#include "tests/support/temp_dir.hpp"
 
 using namespace ide;
 using namespace runtime::literals;
@@ -15,7 +13,6 @@ namespace {
 std::string text(const string& s) { return std::string(stdlib::c_str(s), stdlib::length(s)); }
 
 TEST(OutputLog, KeepsTheNewestLinesTakesAReportAfterClearWithoutAMarkerAndKeepsAMinimumSize) {
-    test_support::boot();
     EXPECT_EQ(text(trim_oldest_lines("a\nb\nc"_t, 3)) + "|" + text(trim_oldest_lines("a\nb\nc"_t, 2)), "a\nb\nc|b\nc");
     EXPECT_EQ(text(append_capped(""_t, "a\nb\nc"_t, "m"_t, 2)), "b\nc");  // an empty log keeps the limit too
     test_support::TempHome home;  // preferences read afresh from an empty home

@@ -1,7 +1,5 @@
 #include "ide/project_settings.hpp"
 
-#include <gtest/gtest.h>
-
 #include "ide/project.hpp"
 #include "tests/support/golden.hpp"
 #include "tests/support/stream.hpp"
@@ -24,7 +22,6 @@ std::string update(const std::string& text, int32_t dir_count = 1) {
 }
 
 TEST(SurgicalUpdate, OnlyTheFiveKeysChange) {
-    test_support::boot();
     // Comments, odd spacing, unknown keys, an array of tables, another table with the same keys.
     EXPECT_EQ(update("# demo\n[package]\nname  =  \"old\"  # was\nversion = \"1.2\"\n[[package.x]]\n  name = \"in\"\n\n"
                      "[build]\n\tentry=\"old\"\n# binary\noutput_dir = 'bin'\nf = { o = 2 }\n\n[tool]\nname = \"k\"\n"),
@@ -45,7 +42,6 @@ TEST(SurgicalUpdate, OnlyTheFiveKeysChange) {
 }
 
 TEST(SurgicalUpdate, SavedValuesReadBack) {
-    test_support::boot();
     test_support::TempDir dir;
     string path = stdlib::from_c((dir / "nolt.toml").c_str());
     test_support::write_bytes(dir / "nolt.toml", "[package]\nname = \"a\"\nversion = \"1.2\"\n");

@@ -1,10 +1,8 @@
 #include "ide/user_prefs.hpp"
 
-#include <gtest/gtest.h>
-
 #include "ide/session.hpp"
 #include "tests/support/boot.hpp"
-#include "tests/support/home_dir.hpp"
+#include "tests/support/temp_dir.hpp"
 
 using namespace ide;
 using namespace runtime::literals;
@@ -17,7 +15,6 @@ std::string describe(const Root<Prefs>& p) {
 }
 
 TEST(UserPrefs, LoadClampsAndFallsBackToDefaults) {
-    test_support::boot();
     test_support::TempDir dir;
     const std::string path = dir / "settings.toml";
     for (auto [file, expected] : std::initializer_list<std::pair<const char*, const char*>>{
@@ -37,7 +34,6 @@ TEST(UserPrefs, LoadClampsAndFallsBackToDefaults) {
 }
 
 TEST(UserPrefs, SaveRewritesTheFileWithTheClampedValues) {
-    test_support::boot();
     test_support::TempHome home;
     g_loaded = false;
     Root<Prefs> prefs = default_prefs();

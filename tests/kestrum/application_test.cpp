@@ -1,4 +1,3 @@
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <string>
@@ -15,22 +14,18 @@ using runtime::make;
 
 namespace {
 
-class Loops : public stream::Loops {
-protected:
-    int32_t ask(MessageBoxKind kind) { return app->message_box("Question"_t, "Go on?"_t, kind); }
-};
+using Loops = stream::Loops;
 
 TEST_F(Loops, MessageBoxesAnswerQueuedKeysAndEscapeMeansCancel) {
-    type("\r");
-    EXPECT_EQ(ask(messagebox_kind_ok()), CMD_OK);
-    type("\t\r");
-    EXPECT_EQ(ask(messagebox_kind_yes_no()), CMD_NO);
-    type("\t\t ");
-    EXPECT_EQ(ask(messagebox_kind_yes_no_cancel()), CMD_CANCEL);
-    type("\x1b");  // a lone ESC: the Escape key after one quiet poll
-    EXPECT_EQ(ask(messagebox_kind_ok()), CMD_CANCEL);
-    type("\x1bq\r");  // Alt-Q is no accelerator inside a modal; Enter then answers
-    EXPECT_EQ(ask(messagebox_kind_yes_no()), CMD_YES);
+    const struct { const char* keys; MessageBoxKind kind; int32_t answer; } asked[] = {
+        {"\r", messagebox_kind_ok(), CMD_OK}, {"\t\r", messagebox_kind_yes_no(), CMD_NO},
+        {"\t\t ", messagebox_kind_yes_no_cancel(), CMD_CANCEL},
+        {"\x1b", messagebox_kind_ok(), CMD_CANCEL},  // a lone ESC: the Escape key after one quiet poll
+        {"\x1bq\r", messagebox_kind_yes_no(), CMD_YES}};  // Alt-Q is no accelerator inside a modal
+    for (const auto& a : asked) {
+        type(a.keys);
+        EXPECT_EQ(app->message_box("Question"_t, "Go on?"_t, a.kind), a.answer) << a.keys;
+    }
     EXPECT_TRUE(app->modal_count == 0 && app->running);
 }
 
@@ -80,7 +75,6 @@ TEST_F(Loops, AcceleratorsAndPastesOnTheDesktopRoute) {
 }
 
 TEST(MessageBoxes, SizeFollowsMessageTitleAndButtons) {
-    test_support::boot();
     auto outer = [](const char* title, const std::string& text, MessageBoxKind kind) {
         return dialog_outer(from_c(title), from_c(text.c_str()), kind);
     };

@@ -1,7 +1,6 @@
 #include "kestrum/cell.hpp"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <stdio.h>
 
 #include <string>
@@ -17,7 +16,6 @@ namespace {
 
 class Cells : public testing::Test {
 protected:
-    void SetUp() override { test_support::boot(); }
 
     // The rows as UTF-8, one glyph per cell, one after the other.
     static std::string rows(const Root<CellBuffer>& buf) {

@@ -1,7 +1,5 @@
 #include "kestrum/commands.hpp"
 
-#include <gtest/gtest.h>
-
 #include <utility>
 
 #include "tests/support/boot.hpp"
@@ -17,7 +15,6 @@ KeyEvent ctrl(int32_t ch) { return key_event(key_char(ch), true, false, false); 
 KeyEvent alt(int32_t ch) { return key_event(key_char(ch), false, true, false); }
 
 TEST(Commands, AcceleratorsMatchByKindModifiersAndFoldedLetters) {
-    test_support::boot();
     Root<CommandTable> table = commands_create(8);
     commands_set_accel(table, SAVE, key_event_ctrl_letter('s'));
     commands_set_accel(table, QUIT, alt('Q'));

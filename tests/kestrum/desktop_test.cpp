@@ -1,7 +1,5 @@
 #include "kestrum/desktop.hpp"
 
-#include <gtest/gtest.h>
-
 #include <vector>
 
 #include "tests/support/boot.hpp"
@@ -20,7 +18,7 @@ Event press(int32_t x, int32_t y, MouseButton button = MouseButton::Left) {
 
 class Desktops : public testing::Test {
 protected:
-    Root<Desktop> desk = (test_support::boot(), Desktop::create());
+    Root<Desktop> desk = Desktop::create();
 
     // A desktop of w by h with a menu bar and a status line, and `n` windows.
     void make_desk(int32_t w, int32_t h, int32_t n) {

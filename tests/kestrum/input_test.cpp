@@ -1,7 +1,5 @@
 #include "kestrum/input.hpp"
 
-#include <gtest/gtest.h>
-
 #include <string>
 #include <vector>
 
@@ -84,7 +82,6 @@ struct Case {
 // Every case is fed whole and then one byte per read: a sequence split at any point must decode
 // exactly as if it had come at once.
 void check_cases(const std::vector<Case>& cases) {
-    test_support::boot();
     for (const Case& c : cases) {
         Driver whole, split;
         whole.feed(c.bytes);
@@ -204,7 +201,6 @@ TEST(Decoder, BracketedPaste) {
 }
 
 TEST(Decoder, LongPasteIsCutAtItsCapAndStillEnds) {
-    test_support::boot();
     Driver driver;
     driver.feed(ESC "[200~");
     for (int i = 0; i < 40; i++) {
@@ -219,7 +215,6 @@ TEST(Decoder, LongPasteIsCutAtItsCapAndStillEnds) {
 }
 
 TEST(Decoder, FullQueueDropsACompleteSequenceOrWipes) {
-    test_support::boot();
     // 600 plain bytes without a drain: the 513th wipes the queue and the rest of the feed goes.
     // After a wipe, the feed resumes at its next ESC.
     Driver plain, resumes;
@@ -240,7 +235,6 @@ TEST(Decoder, FullQueueDropsACompleteSequenceOrWipes) {
 }
 
 TEST(Decoder, PasteStateAcrossTakesAndClear) {
-    test_support::boot();
     Driver driver;
     driver.feed(ESC "[200~ab" ESC "[201~" ESC "[200~cd");
     // Taking the finished paste keeps what the next one has gathered.

@@ -1,6 +1,5 @@
 #include "kestrum/syntax.hpp"
 
-#include <gtest/gtest.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 
@@ -71,8 +70,7 @@ const std::string ITEMS = R"(item_data = [{name = "K", role = "keyword"}, {name 
 class Syntax : public testing::Test {
 protected:
     void SetUp() override {
-        test_support::boot();
-        g_ready = false;
+            g_ready = false;
         g_extra_n = 0;
         unsetenv("NOLT_HOME");
     }

@@ -1,7 +1,5 @@
 #include "kestrum/theme.hpp"
 
-#include <gtest/gtest.h>
-
 #include "tests/support/boot.hpp"
 
 using namespace kestrum;
@@ -12,7 +10,6 @@ namespace {
 std::string name_of(const Root<Theme>& theme) { return c_str(string(theme->name)); }
 
 TEST(Themes, FoundByNameAndAliasInCycleOrderWithClassicAsFallBack) {
-    test_support::boot();
     const char* order[] = {"classic", "cobalt", "ocean_blue", "monochrome", "amber", "green",
                            "paper",   "nord",   "sunset",     "rose",       "ascii", "double"};
     ASSERT_EQ(theme_builtin_count(), 12);

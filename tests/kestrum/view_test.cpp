@@ -1,7 +1,5 @@
 #include "kestrum/view.hpp"
 
-#include <gtest/gtest.h>
-
 #include <string>
 
 #include "tests/support/boot.hpp"
@@ -56,7 +54,7 @@ Event press(int32_t x, int32_t y) { return event_mouse(mouse_event(x, y, mouse_l
 
 class Views : public testing::Test {
 protected:
-    Root<Group> group = (test_support::boot(), runtime::make<Box>(rect(10, 5, 20, 10)));
+    Root<Group> group = runtime::make<Box>(rect(10, 5, 20, 10));
 };
 
 TEST_F(Views, TabAndShiftTabSkipWhatCannotTakeFocus) {

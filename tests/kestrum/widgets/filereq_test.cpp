@@ -87,7 +87,6 @@ TEST_F(FileReqs, ClicksOnButtonsTheCloseBoxAndDoubleClicksOnRows) {
 }
 
 TEST(FileReqLayout, FixedControlsAtTheDefaultSize) {
-    test_support::boot();
     Root<FileReq> req = FileReq::create("Open"_t, "/no-such-dir/draft.nt"_t);  // unreadable: "../" alone
     Root<CellBuffer> buf = cellbuf_create(56, 16);
     req->draw(buf, req->bounds, test_support::whole(buf), true, theme_ascii());

@@ -1,7 +1,5 @@
 #include "kestrum/widgets/inputline.hpp"
 
-#include <gtest/gtest.h>
-
 #include <string>
 #include <vector>
 
@@ -19,7 +17,6 @@ Event key(KeyCode code) { return event_key(key_event_plain(code)); }
 struct Case { const char* start; int32_t max_len; std::vector<Event> events; const char* text; int32_t caret; };
 
 TEST(InputLines, EditByKeysWithinTheLimit) {
-    test_support::boot();
     const Case cases[] = {
         {"", 5, {ch('a'), ch('b'), key(key_arrow_left()), ch('X')}, "aXb", 2},
         {"abc", 3, {ch('d'), key(key_home()), ch('z')}, "abc", 0},  // full: swallowed, caret stays
@@ -43,7 +40,6 @@ TEST(InputLines, EditByKeysWithinTheLimit) {
 }
 
 TEST(InputLines, SetTextPasteAndCaret) {
-    test_support::boot();
     Root<InputLine> line = InputLine::create(rect(0, 0, 10, 1), 6, "abcdefgh"_t);
     EXPECT_TRUE(equals(string(line->text), "abcdef"_t) && line->caret == 6);
     line->set_text("xy"_t);
@@ -56,7 +52,6 @@ TEST(InputLines, SetTextPasteAndCaret) {
 }
 
 TEST(InputLines, DrawsTextOrMaskAndTheCaretInReverse) {
-    test_support::boot();
     Root<Theme> theme = theme_classic();
     Root<CellBuffer> buf = cellbuf_create(8, 1);
     Root<InputLine> line = InputLine::create(rect(1, 0, 6, 1), 20, "password"_t);

@@ -1,7 +1,5 @@
 #include "kestrum/widgets/listbox.hpp"
 
-#include <gtest/gtest.h>
-
 #include "tests/support/boot.hpp"
 #include "tests/support/golden.hpp"
 
@@ -23,7 +21,6 @@ Root<ListBox> list_of(int32_t n, Rect r = rect(2, 1, 6, 4), int32_t capacity = 6
 }
 
 TEST(ListBoxes, KeysMoveTheSelectionWithinTheRows) {
-    test_support::boot();
     Root<ListBox> full = list_of(3, rect(0, 0, 5, 5), 2);
     EXPECT_TRUE(full->count == 2 && !full->add_item("x"_t));
     Root<ListBox> empty = list_of(0);
@@ -51,7 +48,6 @@ TEST(ListBoxes, KeysMoveTheSelectionWithinTheRows) {
 }
 
 TEST(ListBoxes, ClicksDoubleClicksWheelAndTheScrollbar) {
-    test_support::boot();
     const int32_t gaps[][5] = {{10, 100, 10, 599, 1}, {10, 100, 10, 600, 0}, {10, 700, 11, 199, 1},
                                {10, 700, 11, 200, 0}, {10, 900, 12, 100, 0}, {10, 600, 10, 500, 1}};
     for (auto [s0, ms0, s1, ms1, twice] : gaps) EXPECT_EQ(clicks_within_double(s0, ms0, s1, ms1), twice == 1) << ms1;
@@ -82,7 +78,6 @@ TEST(ListBoxes, ClicksDoubleClicksWheelAndTheScrollbar) {
 }
 
 TEST(ListBoxes, DrawsRowsSelectionAndScrollbar) {
-    test_support::boot();
     Root<Theme> theme = theme_classic();
     Root<CellBuffer> buf = cellbuf_create(6, 4);
     Root<ListBox> list = list_of(8, rect(0, 0, 6, 4));

@@ -1,7 +1,5 @@
 #include "kestrum/widgets/scrollbar.hpp"
 
-#include <gtest/gtest.h>
-
 #include "tests/support/boot.hpp"
 #include "tests/support/golden.hpp"
 
@@ -35,7 +33,6 @@ TEST(Scrollbars, KnobArithmeticAtTheEdges) {
 }
 
 TEST(Scrollbars, PlainTracksAndFrameBarsWithTheirCaps) {
-    test_support::boot();
     Root<Theme> theme = theme_classic();
     Style track = theme->client_style, knob = theme->scrollbar_knob_style, dot = style_default();
     Root<CellBuffer> buf = cellbuf_create(8, 6);

@@ -1,7 +1,5 @@
 #include "kestrum/widgets/textarea.hpp"
 
-#include <gtest/gtest.h>
-
 #include <array>
 #include <string>
 #include <vector>
@@ -83,7 +81,6 @@ void run(const Root<TextArea>& a, const std::string& script) {
 #define E_ACUTE "\xc3\xa9"
 
 TEST(TextAreaEditing, KeysAndPastesChangeLinesCaretAndSelection) {
-    test_support::boot();
     const struct Edit { const char *start, *script, *expect; int32_t max_lines = 4, cap = 16; } cases[] = {
         {"a|c", "b<X>", "ab|c"},
         {"1234567|", "ab", "1234567a|", 4, 8},                               // the cap: refused, caret stays
@@ -123,7 +120,6 @@ TEST(TextAreaEditing, KeysAndPastesChangeLinesCaretAndSelection) {
 }
 
 TEST(TextAreaEditing, WhatIsHandledAndWhatPassesOn) {
-    test_support::boot();
     Root<TextArea> a = area_of("|ab");
     for (Event ev : {key(key_tab()), key(key_escape()), key(key_f(5)), event_key(key_event_ctrl_letter('a')),
                      event_key(key_event_char(0xE9)), event_key(key_event(key_char('x'), false, true, false))})
@@ -137,7 +133,6 @@ TEST(TextAreaEditing, WhatIsHandledAndWhatPassesOn) {
 // The caret's column on screen and a click's column back, through a tab and a wide character.
 // (Line endings and the caps on a loaded text are the editor's end-to-end flow's.)
 TEST(TextAreaColumns, ThroughTabsAndWideCharacters) {
-    test_support::boot();
     string tabbed = from_c("\ta" WIDE "b");  // bytes 0, 1, 2..4, 5; cells 0..7, 8, 9..10, 11
     for (auto [cp, byte, cells, back] : {std::array{-1, 0, 0, 0}, {2, 2, 9, 2}, {3, 5, 11, 3}, {9, 6, 12, 4}})
         EXPECT_TRUE(cp_to_byte(tabbed, cp) == byte && cp_to_display(tabbed, cp) == cells && byte_to_cp(tabbed, byte) == back)
@@ -148,7 +143,6 @@ TEST(TextAreaColumns, ThroughTabsAndWideCharacters) {
 }
 
 TEST(TextAreaSearch, FindNextSelectsAndWrapsOnce) {
-    test_support::boot();
     const struct Find { const char *start, *needle; bool found; const char* expect; } cases[] = {
         {"|x abab", "ab", true, "x ^ab|ab"},
         {"x ^ab|ab ab", "ab", true, "x abab ^ab|"},  // a hit right after the last one is skipped
@@ -182,7 +176,6 @@ const Legend& legend(const Root<TextArea>& a) {
 }
 
 TEST(TextAreaView, GutterSelectionCaretMarkAndVerticalBar) {
-    test_support::boot();
     Root<Theme> theme = theme_classic();
     Root<CellBuffer> buf = cellbuf_create(10, 5);
     Root<TextArea> a = area_of("ab\nc^def\ng|h\ni\nj", 8, 16, rect(0, 0, 9, 4));
@@ -205,7 +198,6 @@ TEST(TextAreaView, GutterSelectionCaretMarkAndVerticalBar) {
 }
 
 TEST(TextAreaView, HorizontalScrollThroughWideCharactersAndTabs) {
-    test_support::boot();
     Root<Theme> theme = theme_classic();
     Root<CellBuffer> buf = cellbuf_create(7, 3);
     Root<TextArea> a = area_of("|\ta" WIDE "bc" WIDE "d", 4, 32, rect(0, 0, 6, 2));  // cells: 8, a, 2, b, c, 2, d
@@ -229,7 +221,6 @@ TEST(TextAreaView, HorizontalScrollThroughWideCharactersAndTabs) {
 }
 
 TEST(TextAreaMouse, ClicksDragsWheelAndBarsThroughTheOffsets) {
-    test_support::boot();
     std::string text;
     for (int32_t i = 0; i < 20; i++) text += "line" + std::to_string(i) + (i == 5 ? " long enough to scroll\n" : "\n");
     Root<TextArea> a = TextArea::create(rect(2, 1, 10, 4), 64, 4, 64);

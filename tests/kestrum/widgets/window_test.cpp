@@ -1,7 +1,5 @@
 #include "kestrum/widgets/window.hpp"
 
-#include <gtest/gtest.h>
-
 #include <functional>
 
 #include "kestrum/widgets/button.hpp"
@@ -31,7 +29,6 @@ Root<Window> framed(Rect r, const string& title) {
 }
 
 TEST(Windows, ActiveInactiveMinimisedAndMaximisedFrames) {
-    test_support::boot();
     Root<Theme> theme = theme_classic();
     Root<CellBuffer> buf = cellbuf_create(24, 6);
     auto paint = [&](const Root<Window>& win) {
@@ -63,7 +60,6 @@ TEST(Windows, ActiveInactiveMinimisedAndMaximisedFrames) {
 }
 
 TEST(Windows, MouseMovesResizesAndFrameButtons) {
-    test_support::boot();
     Root<Window> win = framed(rect(10, 5, 20, 8), "T"_t);
     win->set_clamp(rect(0, 1, 80, 22));
     struct Step { Event ev; EventResult result; Rect bounds; bool dragging; };
@@ -99,7 +95,6 @@ TEST(Windows, MouseMovesResizesAndFrameButtons) {
 }
 
 TEST(Windows, StatesKeepTheirRestoreGeometryAndFitTheArea) {
-    test_support::boot();
     Root<Window> win = make<Window>(rect(5, 5, 8, 3), "T"_t);
     win->set_clamp(rect(0, 0, 40, 20));
     const WindowState normal = WindowState::Normal, min = WindowState::Minimized, max = WindowState::Maximized;
