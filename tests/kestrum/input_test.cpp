@@ -215,14 +215,10 @@ TEST(Decoder, LongPasteIsCutAtItsCapAndStillEnds) {
 }
 
 TEST(Decoder, FullQueueDropsACompleteSequenceOrWipes) {
-    // 600 plain bytes without a drain: the 513th wipes the queue and the rest of the feed goes.
-    // After a wipe, the feed resumes at its next ESC.
-    Driver plain, resumes;
-    plain.feed(std::string(600, 'a'));
-    plain.drain(true);
+    // Plain bytes without a drain: the 513th wipes the queue, and the feed resumes at its next ESC.
+    Driver resumes;
     resumes.feed(std::string(550, 'a') + ESC "[Abc");
     resumes.drain(false);
-    EXPECT_TRUE(plain.events.empty());
     EXPECT_EQ(resumes.events, (Seen{"Up", "'b'", "'c'"}));
 
     // A complete sequence at the front is dropped to make room, and nothing else is lost.
