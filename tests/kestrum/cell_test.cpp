@@ -16,7 +16,6 @@ namespace {
 
 class Cells : public testing::Test {
 protected:
-
     // The rows as UTF-8, one glyph per cell, one after the other.
     static std::string rows(const Root<CellBuffer>& buf) {
         std::string out;

@@ -70,7 +70,7 @@ const std::string ITEMS = R"(item_data = [{name = "K", role = "keyword"}, {name 
 class Syntax : public testing::Test {
 protected:
     void SetUp() override {
-            g_ready = false;
+        g_ready = false;
         g_extra_n = 0;
         unsetenv("NOLT_HOME");
     }

@@ -26,7 +26,7 @@ protected:
     // would otherwise open its terminal 65535 columns wide.
     std::vector<std::pair<const char*, std::optional<std::string>>> saved;
     void SetUp() override {
-            for (const char* name : {"COLUMNS", "LINES", "COLORTERM", "TERM"})
+        for (const char* name : {"COLUMNS", "LINES", "COLORTERM", "TERM"})
             saved.push_back({name, getenv(name) ? std::optional<std::string>(getenv(name)) : std::nullopt});
     }
     void TearDown() override {

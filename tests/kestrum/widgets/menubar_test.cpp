@@ -55,7 +55,7 @@ Root<CellBuffer> draw_bar(const Root<MenuBar>& bar, int32_t w, int32_t h, const 
 class Menus : public testing::Test {
 protected:
     void SetUp() override {
-            table = commands_create(48);
+        table = commands_create(48);
         bar = three_menus(table);
         Root<Theme> theme = theme_classic();  // the palette of theme_ascii too
         Style hot = theme->client_style;
