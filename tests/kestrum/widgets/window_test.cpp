@@ -57,6 +57,13 @@ TEST(Windows, ActiveInactiveMinimisedAndMaximisedFrames) {
     paint(win);
     EXPECT_SCREEN(buf, {"┌┤ Edit ├─────┤ _ = x ├┐", "│hello               █ │", "│                    ░ │",
                         "│                      │", "│                      │", "└──────────────────────┘"});
+
+    Root<Window> narrow = make<Window>(rect(0, 3, 15, 3), "0123456789"_t);  // the title needs 15 cells
+    paint(narrow);
+    narrow->set_bounds(rect(0, 0, 14, 2));
+    narrow->draw(buf, narrow->bounds, test_support::whole(buf), true, theme);
+    EXPECT_SCREEN_AT(buf, rect(0, 0, 15, 4), {"┌────────────┐.", "└────────────▄ ", ".              ",
+                                              "┌┤ 0123456789 ├"});
 }
 
 TEST(Windows, MouseMovesResizesAndFrameButtons) {
