@@ -1,11 +1,9 @@
 #include "ide/commands.hpp"
 
-#include <gtest/gtest.h>
-
 #include "ide/user_prefs.hpp"
 #include "tests/support/boot.hpp"
 #include "tests/support/golden.hpp"
-#include "tests/support/home_dir.hpp"
+#include "tests/support/temp_dir.hpp"
 
 using namespace kestrum;
 using namespace runtime::literals;
@@ -13,7 +11,6 @@ using namespace runtime::literals;
 namespace {
 
 TEST(IdeMenus, EachPullsDownBelowItsTitleAndEveryKeyShownRunsItsRow) {
-    test_support::boot();
     test_support::TempHome home;  // default preferences: end-block completion on
     ide::g_loaded = false;
     Root<CommandTable> table = ide::build_commands();

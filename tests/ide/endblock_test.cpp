@@ -1,10 +1,6 @@
 #include "ide/endblock.hpp"
 
-#include <gtest/gtest.h>
-
-#include "ide/user_prefs.hpp"
 #include "tests/support/boot.hpp"
-#include "tests/support/home_dir.hpp"
 
 using namespace ide;
 using namespace runtime::literals;
@@ -12,7 +8,6 @@ using namespace runtime::literals;
 namespace {
 
 TEST(EndBlock, OpenersAndTheirClosingLines) {
-    test_support::boot();
     // The text before the caret, and the closing line it gets ("" for none).
     const char* cases[][2] = {
         {"fn add(a, b)", "end add"}, {"    proc run()", "    end run"}, {"\tif x > 0", "\tend if"},
@@ -30,18 +25,6 @@ TEST(EndBlock, OpenersAndTheirClosingLines) {
     for (auto [line, present] : {std::pair{"end add", true}, {"\t  end add  ", true}, {"end adder", false},
                                  {"end", false}, {"end add # ok", false}, {"", false}})
         EXPECT_EQ(already_present(stdlib::from_c(line), add), present) << line;
-}
-
-TEST(EndBlock, ToggleIsSavedAndNamedOnTheMenu) {
-    test_support::boot();
-    test_support::TempHome home;  // settings.toml goes there
-    g_loaded = false;
-    EXPECT_STREQ(stdlib::c_str(menu_label()), "Auto End Block: On");
-    EXPECT_FALSE(toggle());
-    EXPECT_STREQ(stdlib::c_str(menu_label()), "Auto End Block: Off");
-    g_loaded = false;  // as at the next start
-    EXPECT_FALSE(enabled());
-    EXPECT_TRUE(toggle());
 }
 
 }  // namespace

@@ -30,7 +30,6 @@ std::string shown(const Root<FileTreeWin>& win) {
 }
 
 TEST(FileTree, ListsEverySourceDirectorySortedUpTo256AndKeepsItsControlsUsableWhenSmall) {
-    test_support::boot();
     test_support::TempDir tmp, outside;
     for (const char* d : {"src", "src/a", "src/.cache", "tests", "build", "many"}) mkdir((tmp / d).c_str(), 0700);
     for (const char* f : {"src/b.nolt", "src/a/z.nolt", "src/Up.NOLT", "src/notes.txt", "src/.hid.nolt",

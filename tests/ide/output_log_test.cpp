@@ -1,10 +1,8 @@
 #include "ide/output_log.hpp"
 
-#include <gtest/gtest.h>
-
 #include "ide/user_prefs.hpp"
 #include "tests/support/boot.hpp"
-#include "tests/support/home_dir.hpp"
+#include "tests/support/temp_dir.hpp"
 
 using namespace ide;
 using namespace runtime::literals;
@@ -14,18 +12,11 @@ namespace {
 
 std::string text(const string& s) { return std::string(stdlib::c_str(s), stdlib::length(s)); }
 
-// Preferences read afresh from an empty home, and again by whoever comes next.
-struct FreshPrefs : test_support::TempHome {
-    FreshPrefs() { g_loaded = false; }
-    ~FreshPrefs() { g_loaded = false; }
-};
-
 TEST(OutputLog, KeepsTheNewestLinesTakesAReportAfterClearWithoutAMarkerAndKeepsAMinimumSize) {
-    test_support::boot();
-    EXPECT_EQ(text(trim_oldest_lines("a\nb\nc"_t, 3)), "a\nb\nc");
-    EXPECT_EQ(text(trim_oldest_lines("a\nb\nc"_t, 2)), "b\nc");
+    EXPECT_EQ(text(trim_oldest_lines("a\nb\nc"_t, 3)) + "|" + text(trim_oldest_lines("a\nb\nc"_t, 2)), "a\nb\nc|b\nc");
     EXPECT_EQ(text(append_capped(""_t, "a\nb\nc"_t, "m"_t, 2)), "b\nc");  // an empty log keeps the limit too
-    FreshPrefs prefs;
+    test_support::TempHome home;  // preferences read afresh from an empty home
+    g_loaded = false;
     Root<OutputWin> win = OutputWin::create(rect(0, 0, 40, 12), "Build"_t);
     win->set_body("one\n"_t);
     // Tab to the button, Enter: the log is emptied and the command goes no further.
@@ -37,9 +28,8 @@ TEST(OutputLog, KeepsTheNewestLinesTakesAReportAfterClearWithoutAMarkerAndKeepsA
 
     win->set_bounds(rect(0, 0, 6, 4));
     Root<kestrum::TextArea> area(win->area);
-    EXPECT_EQ(area->bounds, rect(0, 0, 16, 3));
-    EXPECT_EQ(area->visible_rows, 3);
-    EXPECT_EQ(Root<kestrum::Button>(win->clear_button)->bounds, rect(0, 4, 12, 1));
+    EXPECT_TRUE(area->bounds == rect(0, 0, 16, 3) && area->visible_rows == 3 &&
+                Root<kestrum::Button>(win->clear_button)->bounds == rect(0, 4, 12, 1));
 }
 
 }  // namespace

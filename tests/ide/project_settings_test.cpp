@@ -1,11 +1,8 @@
 #include "ide/project_settings.hpp"
 
-#include <gtest/gtest.h>
-
 #include "ide/project.hpp"
-#include "tests/support/stream.hpp"
-#include "tests/support/boot.hpp"
 #include "tests/support/golden.hpp"
+#include "tests/support/stream.hpp"
 #include "tests/support/temp_dir.hpp"
 
 using namespace ide;
@@ -16,6 +13,7 @@ namespace {
 const std::string PKG = "[package]\nname = \"new\"";
 const std::string BLD = "[build]\nentry = \"e\"\noutput = \"app\"\noutput_dir = \"out\"\nsource_dirs = [\"src\"]";
 
+std::string str(const string& s) { return stdlib::c_str(s); }
 string_array dirs() { return stdlib::split("src,lib"_t, ','); }
 
 std::string update(const std::string& text, int32_t dir_count = 1) {
@@ -24,7 +22,6 @@ std::string update(const std::string& text, int32_t dir_count = 1) {
 }
 
 TEST(SurgicalUpdate, OnlyTheFiveKeysChange) {
-    test_support::boot();
     // Comments, odd spacing, unknown keys, an array of tables, another table with the same keys.
     EXPECT_EQ(update("# demo\n[package]\nname  =  \"old\"  # was\nversion = \"1.2\"\n[[package.x]]\n  name = \"in\"\n\n"
                      "[build]\n\tentry=\"old\"\n# binary\noutput_dir = 'bin'\nf = { o = 2 }\n\n[tool]\nname = \"k\"\n"),
@@ -45,7 +42,6 @@ TEST(SurgicalUpdate, OnlyTheFiveKeysChange) {
 }
 
 TEST(SurgicalUpdate, SavedValuesReadBack) {
-    test_support::boot();
     test_support::TempDir dir;
     string path = stdlib::from_c((dir / "nolt.toml").c_str());
     test_support::write_bytes(dir / "nolt.toml", "[package]\nname = \"a\"\nversion = \"1.2\"\n");
@@ -54,14 +50,10 @@ TEST(SurgicalUpdate, SavedValuesReadBack) {
     Root<Project> p = project_load(path).project;
     ASSERT_TRUE(p);
     EXPECT_TRUE(stdlib::equals(p->name, name) && stdlib::equals(p->output, name));
-    EXPECT_EQ(std::string(stdlib::c_str(p->version)) + " " + stdlib::c_str(p->entry) + " " +
-                  stdlib::c_str(p->source_dirs[1]),
-              "1.2 src/app.nolt lib");
+    EXPECT_EQ(str(p->version) + " " + str(p->entry) + " " + str(p->source_dirs[1]), "1.2 src/app.nolt lib");
     for (const std::string& bad : {std::string(), dir / "gone/nolt.toml", dir.path()})
         EXPECT_FALSE(save_nolt_toml(stdlib::from_c(bad.c_str()), name, ""_t, ""_t, ""_t, dirs(), 2)) << bad;
 }
-
-std::string str(const string& s) { return stdlib::c_str(s); }
 
 const std::string TOML = "# demo\n[package]\nname = \"demo\"  # shown\nversion = \"0.3\"\n\n[build]\n"
                          "entry = \"src/main.nolt\"\nflags = [\"-O\"]\n\n[tool.fmt]\nwidth = 80\n";
@@ -78,7 +70,7 @@ protected:
     std::string file() { return test_support::read_bytes(dir / "nolt.toml"); }
 };
 
-TEST_F(ProjectForm, LaidOutAsTheModalRunShowsItAndTabbedThroughEveryControl) {
+TEST_F(ProjectForm, LaidOutTabbedAndShownAsWrittenAfterApply) {
     app->set_theme(kestrum::theme_ascii());
     Root<ProjectSettingsWin> win = ProjectSettingsWin::create(project);
     open_settings_modal(app, win);
@@ -101,6 +93,19 @@ TEST_F(ProjectForm, LaidOutAsTheModalRunShowsItAndTabbedThroughEveryControl) {
                       "|                                   [ Apply ]  [ Cancel ]|",
                       "+--------------------------------------------------------▄"});
     EXPECT_EQ(tab_order(win, 8), (std::vector<int32_t>{3, 5, 7, 9, 10, 11, 1, 3}));
+
+    // Fields are dirty byte for byte and shown as written after Apply.
+    win->input(0)->set_text("demo "_t);
+    win->sync_dirty_from_fields();
+    EXPECT_TRUE(win->is_dirty());
+    win->input(3)->set_text("out "_t);
+    win->input(4)->set_text(" a,b ,,c,d,e,f,g,h,i"_t);
+    ASSERT_TRUE(win->apply_to_disk());
+    EXPECT_FALSE(win->is_dirty());
+    EXPECT_EQ(str(win->input(0)->text) + "|" + str(win->input(3)->text) + "|" + str(win->input(4)->text) + "|" +
+                  str(win->title),
+              "demo|out|a, b, c, d, e, f, g, h|Project Settings");
+    EXPECT_NE(file().find("source_dirs = [\"a\", \"b\", \"c\", \"d\", \"e\", \"f\", \"g\", \"h\"]"), std::string::npos);
 }
 
 TEST_F(ProjectForm, NoToTheQuestionKeepsTheChangedWindow) {
@@ -112,24 +117,6 @@ TEST_F(ProjectForm, NoToTheQuestionKeepsTheChangedWindow) {
     EXPECT_EQ(file(), TOML);
     EXPECT_EQ(now.get(), project.get());
     EXPECT_FALSE(app->has_modal());
-}
-
-TEST_F(ProjectForm, FieldsDirtyByteForByteAndShownAsWrittenAfterApply) {
-    Root<ProjectSettingsWin> win = ProjectSettingsWin::create(project);
-    win->input(0)->set_text("demo "_t);
-    win->sync_dirty_from_fields();
-    EXPECT_TRUE(win->is_dirty());
-    win->input(3)->set_text("  "_t);
-    win->input(4)->set_text(" a,b ,,c,d,e,f,g,h,i"_t);
-    EXPECT_FALSE(win->apply_to_disk());  // a blank output dir
-    EXPECT_EQ(file(), TOML);
-    win->input(3)->set_text("out "_t);
-    ASSERT_TRUE(win->apply_to_disk());
-    EXPECT_FALSE(win->is_dirty());
-    EXPECT_EQ(str(win->input(0)->text) + "|" + str(win->input(3)->text) + "|" + str(win->input(4)->text) + "|" +
-                  str(win->title),
-              "demo|out|a, b, c, d, e, f, g, h|Project Settings");
-    EXPECT_NE(file().find("source_dirs = [\"a\", \"b\", \"c\", \"d\", \"e\", \"f\", \"g\", \"h\"]"), std::string::npos);
 }
 
 }  // namespace

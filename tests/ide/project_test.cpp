@@ -1,6 +1,5 @@
 #include "ide/project.hpp"
 
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include "tests/support/boot.hpp"
@@ -18,7 +17,6 @@ Root<Project> loaded(const std::string& path) { return project_load(text(path)).
 std::string load_error(const std::string& path) { return str(project_load(text(path)).message); }
 
 TEST(Project, FindsProjectFilesAndSaysWhyOneDoesNotLoad) {
-    test_support::boot();
     test_support::TempDir dir;
     const std::string path = dir / "nolt.toml";
     EXPECT_EQ(str(resolve_toml_path(text(dir.path()))), "");  // a directory without the file
@@ -40,7 +38,6 @@ TEST(Project, FindsProjectFilesAndSaysWhyOneDoesNotLoad) {
 }
 
 TEST(Project, LoadFillsDefaultsAndRootsAtTheFilesDirectory) {
-    test_support::boot();
     test_support::TempDir dir;
     write_bytes(dir / "nolt.toml", "[package]\nname = \"demo\"\n[build]\noutput = \"\"\n");
     Root<Project> p = loaded(dir.path() + "/./nolt.toml");

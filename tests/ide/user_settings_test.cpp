@@ -2,7 +2,7 @@
 
 #include "tests/support/stream.hpp"
 #include "tests/support/golden.hpp"
-#include "tests/support/home_dir.hpp"
+#include "tests/support/temp_dir.hpp"
 
 using namespace ide;
 using namespace runtime::literals;

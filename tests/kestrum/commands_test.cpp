@@ -1,7 +1,5 @@
 #include "kestrum/commands.hpp"
 
-#include <gtest/gtest.h>
-
 #include <utility>
 
 #include "tests/support/boot.hpp"
@@ -16,28 +14,7 @@ constexpr int32_t SAVE = 100, QUIT = CMD_QUIT, BUILD = 140, OTHER = 200;
 KeyEvent ctrl(int32_t ch) { return key_event(key_char(ch), true, false, false); }
 KeyEvent alt(int32_t ch) { return key_event(key_char(ch), false, true, false); }
 
-class Commands : public testing::Test {
-protected:
-    void SetUp() override { test_support::boot(); }
-};
-
-TEST_F(Commands, CapacityEnabledFlagsAndFullTables) {
-    EXPECT_EQ(commands_create(0)->capacity, 1);
-    EXPECT_EQ(commands_create(1000)->capacity, 128);
-    Root<CommandTable> table = commands_create(2);
-    EXPECT_FALSE(commands_is_enabled(table, CMD_NONE));
-    EXPECT_TRUE(commands_is_enabled(table, 999));  // unknown ids count as enabled
-    EXPECT_TRUE(commands_set_accel(table, SAVE, ctrl('S')) && commands_set(table, SAVE, false));
-    EXPECT_FALSE(commands_is_enabled(table, SAVE));
-    EXPECT_TRUE(table->has_accel[0] && table->accels[0] == ctrl('S'));  // commands_set kept the key
-    EXPECT_FALSE(commands_set_accel(table, CMD_NONE, ctrl('Z')));
-    EXPECT_TRUE(commands_set(table, BUILD, true) && commands_find(table, BUILD).unwrap() == 1);
-    // Full: nothing changes.
-    EXPECT_FALSE(commands_set(table, OTHER, true) || commands_set_accel(table, OTHER, ctrl('O')));
-    EXPECT_TRUE(table->count == 2 && !table->has_accel[1] && table->accels[1] == empty_accel());
-}
-
-TEST_F(Commands, AcceleratorsMatchByKindModifiersAndFoldedLetters) {
+TEST(Commands, AcceleratorsMatchByKindModifiersAndFoldedLetters) {
     Root<CommandTable> table = commands_create(8);
     commands_set_accel(table, SAVE, key_event_ctrl_letter('s'));
     commands_set_accel(table, QUIT, alt('Q'));

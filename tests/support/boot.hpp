@@ -20,6 +20,12 @@ inline void boot() {
     (void)up;
 }
 
+// Brings the runtime up before the first test of a program that registers it once, as
+// tests/kestrum/up.cpp and tests/ide/up.cpp do.
+struct Booted : testing::Environment {
+    void SetUp() override { boot(); }
+};
+
 // A hand-built shadow frame of one slot, pushed and popped in strict order, as code that keeps
 // references in plain locals does.
 struct Frame {

@@ -70,8 +70,7 @@ class Loops : public testing::Test {
 protected:
     Pipe keys;
     int null_fd = open("/dev/null", O_WRONLY);
-    runtime::Root<kestrum::Application> app =
-        (test_support::boot(), kestrum::Application::create(kestrum::theme_classic()));
+    runtime::Root<kestrum::Application> app = kestrum::Application::create(kestrum::theme_classic());
 
     void SetUp() override {
         runtime::Root<kestrum::Term> term = open_on(null_fd, kestrum::ColorDepth::TrueColor);

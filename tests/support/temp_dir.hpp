@@ -1,4 +1,5 @@
-// A fresh directory under /tmp for one test, removed with everything in it at the end.
+// A fresh directory under /tmp for one test, removed with everything in it at the end, and a
+// fresh home directory.
 #pragma once
 #include <fcntl.h>
 #include <stdlib.h>
@@ -35,6 +36,18 @@ public:
 
 private:
     std::string path_;
+};
+
+// Points HOME at a fresh temporary directory while the object lives, so that nothing a test
+// saves under ~/.config reaches the real one.
+class TempHome : public TempDir {
+public:
+    TempHome() : saved_(getenv("HOME") ? getenv("HOME") : "") { setenv("HOME", path().c_str(), 1); }
+    ~TempHome() { setenv("HOME", saved_.c_str(), 1); }
+    std::string config(const std::string& name) const { return path() + "/.config/noltide/" + name; }
+
+private:
+    std::string saved_;
 };
 
 inline void write_bytes(const std::string& path, const std::string& bytes) {

@@ -1,4 +1,3 @@
-#include <gtest/gtest.h>
 
 #include "kestrum/widgets/button.hpp"
 #include "kestrum/widgets/checkbox.hpp"
@@ -20,7 +19,6 @@ Event mouse(int32_t x, int32_t y, bool pressed, bool motion = false) {
 }
 
 TEST(Controls, DrawnInTheirStatesAndCutAtTheirEdges) {
-    test_support::boot();
     Root<Theme> theme = theme_classic();
     Root<CellBuffer> buf = cellbuf_create(12, 6);
     Rect all = test_support::whole(buf);
@@ -52,7 +50,6 @@ TEST(Controls, DrawnInTheirStatesAndCutAtTheirEdges) {
 }
 
 TEST(Controls, KeysAndPressesActivateEnabledControls) {
-    test_support::boot();
     Root<Group> form = make<Group>(rect(0, 0, 20, 5));
     Root<Button> ok = make<Button>(rect(0, 0, 8, 1), "OK"_t, 101);
     Root<Checkbox> box = make<Checkbox>(rect(0, 1, 8, 1), "On"_t, false);

@@ -55,13 +55,6 @@ TEST_F(FileReqs, ListsParentThenDirectoriesThenFilesInByteOrderHiddenIncluded) {
     EXPECT_EQ(dir_and_name(req), "/|inner");  // up to "/" and no further; the name stays
 }
 
-TEST(FileReqPaths, RelativeAndEmptyPaths) {
-    test_support::boot();
-    EXPECT_STREQ(c_str(path_parent("a"_t)), "/");
-    EXPECT_STREQ(c_str(path_dir(""_t)), "/");
-    EXPECT_STREQ(c_str(path_join(""_t, "b"_t)), "b");
-}
-
 TEST_F(FileReqs, KeysEnterAndLeaveDirectoriesTypeNamesAndEscapeCancels) {
     // Tab, Tab: the list. Enter on "▸ src" enters it, on "../" comes back; Escape cancels.
     Root<FileReq> req = FileReq::create("Open"_t, text(tmp / ""));
@@ -94,7 +87,6 @@ TEST_F(FileReqs, ClicksOnButtonsTheCloseBoxAndDoubleClicksOnRows) {
 }
 
 TEST(FileReqLayout, FixedControlsAtTheDefaultSize) {
-    test_support::boot();
     Root<FileReq> req = FileReq::create("Open"_t, "/no-such-dir/draft.nt"_t);  // unreadable: "../" alone
     Root<CellBuffer> buf = cellbuf_create(56, 16);
     req->draw(buf, req->bounds, test_support::whole(buf), true, theme_ascii());

@@ -1,7 +1,5 @@
 #include "kestrum/widgets/inputline.hpp"
 
-#include <gtest/gtest.h>
-
 #include <string>
 #include <vector>
 
@@ -16,16 +14,9 @@ namespace {
 Event ch(char c) { return event_key(key_event_char(c)); }
 Event key(KeyCode code) { return event_key(key_event_plain(code)); }
 
-struct Case {
-    const char* start;
-    int32_t max_len;
-    std::vector<Event> events;
-    const char* text;
-    int32_t caret;
-};
+struct Case { const char* start; int32_t max_len; std::vector<Event> events; const char* text; int32_t caret; };
 
 TEST(InputLines, EditByKeysWithinTheLimit) {
-    test_support::boot();
     const Case cases[] = {
         {"", 5, {ch('a'), ch('b'), key(key_arrow_left()), ch('X')}, "aXb", 2},
         {"abc", 3, {ch('d'), key(key_home()), ch('z')}, "abc", 0},  // full: swallowed, caret stays
@@ -42,38 +33,25 @@ TEST(InputLines, EditByKeysWithinTheLimit) {
         EXPECT_STREQ(c_str(string(line->text)), c.text) << c.start;
         EXPECT_EQ(line->caret, c.caret) << c.start;
     }
-    Root<InputLine> line = InputLine::create(rect(0, 0, 10, 1), 4, "ab"_t);
-    EXPECT_EQ(line->handle_event(ch('c')), event_handled());
-    EXPECT_EQ(line->handle_event(ch('d')), event_handled());
+    Root<InputLine> line = InputLine::create(rect(0, 0, 10, 1), 2, "ab"_t);
     EXPECT_EQ(line->handle_event(ch('e')), event_handled());  // at the limit: handled, nothing changes
-    EXPECT_EQ(line->handle_event(key(key_enter())), event_ignored());
-    EXPECT_EQ(line->handle_event(key(key_escape())), event_ignored());
-    EXPECT_EQ(line->handle_event(event_mouse(empty_mouse())), event_ignored());
-    EXPECT_STREQ(c_str(string(line->text)), "abcd");
+    for (const Event& ev : {key(key_enter()), key(key_escape()), event_mouse(empty_mouse())})
+        EXPECT_EQ(line->handle_event(ev), event_ignored());  // left to the dialog
 }
 
 TEST(InputLines, SetTextPasteAndCaret) {
-    test_support::boot();
     Root<InputLine> line = InputLine::create(rect(0, 0, 10, 1), 6, "abcdefgh"_t);
-    EXPECT_STREQ(c_str(string(line->text)), "abcdef");
-    EXPECT_EQ(line->caret, 6);
+    EXPECT_TRUE(equals(string(line->text), "abcdef"_t) && line->caret == 6);
     line->set_text("xy"_t);
-    EXPECT_EQ(line->caret, 2);
     line->set_caret(1);
     line->set_text("long text"_t);
     EXPECT_EQ(line->caret, 1);  // kept, not moved to the end
     line->set_text("a"_t);
     line->paste(from_c("b\nc\xc3\xa9\x01\td\re"));  // control bytes and multi-byte characters
-    EXPECT_STREQ(c_str(string(line->text)), "ab c d");
-    EXPECT_EQ(line->caret, 6);
-    line->set_caret(-4);
-    EXPECT_EQ(line->caret, 0);
-    line->set_mask(-1);
-    EXPECT_EQ(line->mask, 0);
+    EXPECT_TRUE(equals(string(line->text), "ab c d"_t) && line->caret == 6);
 }
 
 TEST(InputLines, DrawsTextOrMaskAndTheCaretInReverse) {
-    test_support::boot();
     Root<Theme> theme = theme_classic();
     Root<CellBuffer> buf = cellbuf_create(8, 1);
     Root<InputLine> line = InputLine::create(rect(1, 0, 6, 1), 20, "password"_t);

@@ -1,7 +1,5 @@
 #include "kestrum/widgets/menubar.hpp"
 
-#include <gtest/gtest.h>
-
 #include <tuple>
 
 #include "tests/support/boot.hpp"
@@ -57,7 +55,6 @@ Root<CellBuffer> draw_bar(const Root<MenuBar>& bar, int32_t w, int32_t h, const 
 class Menus : public testing::Test {
 protected:
     void SetUp() override {
-        test_support::boot();
         table = commands_create(48);
         bar = three_menus(table);
         Root<Theme> theme = theme_classic();  // the palette of theme_ascii too
@@ -71,27 +68,6 @@ protected:
     Root<MenuBar> bar;
     test_support::Legend legend;
 };
-
-// The open title, the selected row and a disabled row in their styles; keys at the right.
-TEST_F(Menus, MenuPullsDownBelowItsTitle) {
-    commands_set(table, SAVE_AS, false);
-    menubar_open(bar, 0);
-    bar->handle_event(key(key_arrow_down()));
-    Root<CellBuffer> buf = draw_bar(bar, 30, 9, theme_classic());
-    EXPECT_SCREEN(buf, {"  File  Edit  Help    app 1.0 ",
-                        " ┌─────────────┐              ",
-                        " │ New      ^N │              ",
-                        " │ Open…    ^O │              ",
-                        " │ Save     ^S │              ",
-                        " │ Save As…    │              ",
-                        " │─────────────│              ",
-                        " │ Quit    A-Q │              ",
-                        " └─────────────┘              "});
-    EXPECT_STYLES_AT(buf, rect(0, 0, 18, 9), legend,
-                     {"boooooobbbbbbbbbbb", "?fffffffffffffff??", "?fcccccccccccccf??", "?fsssssssssssssf??",
-                      "?fcccccccccccccf??", "?fiiiiiiiiiiiiif??", "?fffffffffffffff??", "?fcccccccccccccf??",
-                      "?fffffffffffffff??"});
-}
 
 // A sub-menu open beside its row, a context menu, hot letters and ASCII frames.
 TEST_F(Menus, SubMenusAndContextMenusInAsciiFrames) {
@@ -151,11 +127,6 @@ TEST_F(Menus, SubMenusAndContextMenusInAsciiFrames) {
     // The popup: separators skipped, keys and clicks choose, a click outside or a right click closes.
     auto on_popup = [&](const Event& ev) { return handle_popup_menu(popup, ev, table, true); };
     EXPECT_TRUE(on_popup(key(key_arrow_down())) && popup->selected == 2);
-    EXPECT_TRUE(on_popup(key(key_arrow_down())) && on_popup(key(key_enter())));
-    EXPECT_TRUE(popup->last_command == 105 && !popup->open);
-    EXPECT_FALSE(on_popup(key(key_enter())));
-    popup_clear_command(popup);
-    popup_open_at(popup, 18, 6);
     EXPECT_TRUE(on_popup(press(20, 8)) && popup->open && popup->last_command == 0);  // the separator
     EXPECT_FALSE(on_popup(press(20, 9, MouseButton::Middle)) || on_popup(press(20, 9, MouseButton::Left, true)));
     EXPECT_TRUE(on_popup(press(20, 9)) && popup->last_command == 107);
@@ -183,8 +154,7 @@ TEST_F(Menus, KeysOpenMoveWrapAndChoose) {
               event_handled());
     EXPECT_EQ(at(), point(0, 3));  // a disabled row does nothing
     EXPECT_EQ(send(bar, {key_arrow_up(), key_enter()}), event_command(SAVE));
-    EXPECT_EQ(at(), point(-1, 0));
-    EXPECT_EQ(bar->last_command, SAVE);
+    EXPECT_TRUE(at() == point(-1, 0) && bar->last_command == SAVE);
     EXPECT_EQ(send(bar, {key_f(10), key_escape()}), event_command(SAVE));  // until clear_command
     bar->clear_command();
     EXPECT_TRUE(send(bar, {key_f(10), key_escape()}) == event_handled() && !bar->is_open());
@@ -192,8 +162,7 @@ TEST_F(Menus, KeysOpenMoveWrapAndChoose) {
     Root<MenuBar> other = MenuBar::create(1);
     Root<Menu> menu = menu_create("X"_t, 2);
     for (const Root<MenuItem>& item : {menu_item_sep(), menu_item("One"_t, 1)}) menu_add(menu, item);
-    EXPECT_FALSE(menu_add(menu, menu_item("Two"_t, 2)));
-    EXPECT_TRUE(other->add(menu) && !other->add(menu));
+    other->add(menu);
     EXPECT_EQ((send(other, {key_f(10)}), other->item_idx), 1);  // opens past a leading separator
 }
 
@@ -220,7 +189,7 @@ TEST_F(Menus, ClicksOpenSwitchChooseAndClose) {
     EXPECT_SCREEN(draw_bar(bar, 12, 1, theme_classic()), {" a long righ"});
 }
 
-TEST_F(Menus, HotLabelsAccelTextsAndLimits) {
+TEST_F(Menus, HotLabelsAndAccelTexts) {
     const std::tuple<const char*, const char*, int32_t> labels[] = {
         {"Save &As", "Save As", 5}, {"A&&B", "A&B", -1}, {"Tail&", "Tail&", -1}, {"€&x&y", "€xy", 1}};
     for (auto [label, shown, hot] : labels) {
@@ -233,11 +202,6 @@ TEST_F(Menus, HotLabelsAccelTextsAndLimits) {
         {key_event(key_enter(), true, false, false), "^Enter"}, {key_event_plain(key_escape()), "Esc"},
         {key_event_char('7'), "7"}, {ctrl('/'), "^?"}, {key_event(key_arrow_up(), false, true, false), "A-"}};
     for (auto [accel, text] : accels) EXPECT_STREQ(c_str(format_accel(accel)), text);
-
-    EXPECT_EQ(menu_create("x"_t, 99)->capacity, max_items());
-    EXPECT_EQ(MenuBar::create(99)->capacity, max_menus());
-    Root<MenuItem> fresh = menu_get(menubar_get(bar, 0), 8);
-    EXPECT_TRUE(length(fresh->label) == 0 && fresh->command == 0 && fresh->hot_index == -1);
 }
 
 }  // namespace

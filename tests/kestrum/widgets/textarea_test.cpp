@@ -1,7 +1,6 @@
 #include "kestrum/widgets/textarea.hpp"
 
-#include <gtest/gtest.h>
-
+#include <array>
 #include <string>
 #include <vector>
 
@@ -82,41 +81,30 @@ void run(const Root<TextArea>& a, const std::string& script) {
 #define E_ACUTE "\xc3\xa9"
 
 TEST(TextAreaEditing, KeysAndPastesChangeLinesCaretAndSelection) {
-    test_support::boot();
-    const struct Edit {
-        const char *start, *script, *expect;
-        int32_t max_lines = 4, cap = 16;
-    } cases[] = {
+    const struct Edit { const char *start, *script, *expect; int32_t max_lines = 4, cap = 16; } cases[] = {
         {"a|c", "b<X>", "ab|c"},
         {"1234567|", "ab", "1234567a|", 4, 8},                               // the cap: refused, caret stays
         {E_ACUTE E_ACUTE E_ACUTE "|", "abc", E_ACUTE E_ACUTE E_ACUTE "ab|", 4, 8},  // 6 + 2 bytes
         {"a" WIDE "|b", "<BS>", "a|b"},
         {"a|" E_ACUTE "b", "<Del>", "a|b"},
         {"ab\n|c", "<L><L>", "a|b\nc"},
-        {"ab|\nc", "<R><R><R>", "ab\nc|"},
         {"abcdef|\nab", "<D><U>", "ab|cdef\nab"},
-        {"a" WIDE "c|", "<H><R><R><E>", "a" WIDE "c|"},
         {"ab|cd", "<Ent>", "ab\n|cd"},
         {"a\nb|c", "<Ent>x", "a\nbx|c", 2},                                 // no line is free
         {"a\n^bc|d", "<Ent>", "a\n|d", 2},                                  // the selection still goes
         {"|ab", "<BS>", "|ab"},
-        {"ab|", "<Del>", "ab|"},
         {"ab\n|cd", "<BS>", "ab|cd"},
         {"abcdef\n|ghijk", "<BS>", "abcdef|gh", 4, 8},                      // the join is cut at the cap
-        {"abcdef|\nghijk", "<Del>", "abcdef|gh", 4, 8},
         {"abcdefg\n|" WIDE, "<BS>", "abcdefg|\xe4", 4, 8},                    // the cut splits a character
         {"a|bc", "<Ins>x", "ax|c"},
-        {"ab|", "<Ins>x", "abx|"},                                          // overwrite at the end inserts
         {"|" WIDE "b", "<Ins>x", "x|b"},
         {"\xe4" "abcdef|g", "<Ins>x", "\xe4" "abcdefg|", 4, 8},  // a broken sequence: nothing to replace
         {"abc|d\nefgh", "<SD><SL>", "abc^d\nef|gh"},
         {"abc|d\nefgh", "<SD><SL><L>", "abcd\ne|fgh"},
-        {"a^bc|d", "x", "ax|d"},
         {"a^bc|d", "<BS>", "a|d"},
         {"abcdef^gh\nij|klmnop", "<Del>", "abcdef|kl", 4, 8},
         {"|abc", "<F4><R><R>", "^ab|c [mark]"},
         {"|abc", "<F4><R><R><F4>", "^ab|c"},
-        {"|abc", "<F4><F4><R>", "a|bc"},
         {"a|b", "<P:x\r\ny\tz\x01" E_ACUTE ">", "ax\ny    z|b"},
         {"|", "<P:abcdefghij\nxy>", "abcdefgh\nxy|", 4, 8},
         {"a\n|b", "<P:x\ny>", "a\nxy|b", 2},
@@ -132,7 +120,6 @@ TEST(TextAreaEditing, KeysAndPastesChangeLinesCaretAndSelection) {
 }
 
 TEST(TextAreaEditing, WhatIsHandledAndWhatPassesOn) {
-    test_support::boot();
     Root<TextArea> a = area_of("|ab");
     for (Event ev : {key(key_tab()), key(key_escape()), key(key_f(5)), event_key(key_event_ctrl_letter('a')),
                      event_key(key_event_char(0xE9)), event_key(key_event(key_char('x'), false, true, false))})
@@ -143,40 +130,20 @@ TEST(TextAreaEditing, WhatIsHandledAndWhatPassesOn) {
     EXPECT_EQ(state(a), "^|ab [mark]");  // Shift-F4 is F4
 }
 
-TEST(TextAreaStore, CapacitiesSetTextAndColumnMeasures) {
-    test_support::boot();
-    Root<TextArea> big = TextArea::create(rect(0, 0, 10, 3), 5000, 0, 3);
-    EXPECT_TRUE(big->max_lines == 2048 && big->line_cap == 8 && big->visible_rows == 1);
-    big->set_text("one\r\ntwo\r\n"_t);
-    EXPECT_EQ(state(big), "|one\ntwo\n");
-    EXPECT_EQ(str(big->text()), "one\ntwo\n");
-    EXPECT_TRUE(big->line(3).is_none());
-    Root<TextArea> small = TextArea::create(rect(0, 0, 10, 3), 2, 3, 600);
-    small->set_text(from_c((std::string(600, 'x') + "\nb\nc").c_str()));
-    EXPECT_EQ(str(small->text()), std::string(512, 'x') + "\nb");
-    small->set_text(""_t);
-    EXPECT_EQ(small->line_count, 1);
-
+// The caret's column on screen and a click's column back, through a tab and a wide character.
+// (Line endings and the caps on a loaded text are the editor's end-to-end flow's.)
+TEST(TextAreaColumns, ThroughTabsAndWideCharacters) {
     string tabbed = from_c("\ta" WIDE "b");  // bytes 0, 1, 2..4, 5; cells 0..7, 8, 9..10, 11
-    const int32_t cp_byte_cells[][3] = {{-1, 0, 0}, {1, 1, 8}, {2, 2, 9}, {3, 5, 11}, {4, 6, 12}, {9, 6, 12}};
-    for (auto [cp, byte, cells] : cp_byte_cells) {
-        EXPECT_EQ(cp_to_byte(tabbed, cp), byte) << cp;
-        EXPECT_EQ(cp_to_display(tabbed, cp), cells) << cp;
-    }
-    const int32_t byte_cp[][2] = {{0, 0}, {3, 3}, {5, 3}, {6, 4}, {99, 4}};
-    for (auto [byte, cp] : byte_cp) EXPECT_EQ(byte_to_cp(tabbed, byte), cp) << byte;
+    for (auto [cp, byte, cells, back] : {std::array{-1, 0, 0, 0}, {2, 2, 9, 2}, {3, 5, 11, 3}, {9, 6, 12, 4}})
+        EXPECT_TRUE(cp_to_byte(tabbed, cp) == byte && cp_to_display(tabbed, cp) == cells && byte_to_cp(tabbed, byte) == back)
+            << cp;
     const int32_t cells_cp[][2] = {{0, 0}, {7, 0}, {8, 1}, {9, 2}, {10, 2}, {11, 3}, {12, 4}, {40, 4}};
     for (auto [cells, cp] : cells_cp) EXPECT_EQ(display_to_cp(tabbed, cells), cp) << cells;
     EXPECT_EQ(cp_to_display("a\tb"_t, 2), 8);  // a tab after text stops at 8, not 1 + 8
 }
 
 TEST(TextAreaSearch, FindNextSelectsAndWrapsOnce) {
-    test_support::boot();
-    const struct Find {
-        const char *start, *needle;
-        bool found;
-        const char* expect;
-    } cases[] = {
+    const struct Find { const char *start, *needle; bool found; const char* expect; } cases[] = {
         {"|x abab", "ab", true, "x ^ab|ab"},
         {"x ^ab|ab ab", "ab", true, "x abab ^ab|"},  // a hit right after the last one is skipped
         {"ab\nc|d ab", "ab", true, "ab\ncd ^ab|"},
@@ -192,8 +159,7 @@ TEST(TextAreaSearch, FindNextSelectsAndWrapsOnce) {
     }
     Root<TextArea> a = area_of("ab|c\nd" WIDE "\nef");
     EXPECT_TRUE(a->selected_text().is_none());
-    a->handle_event(key(key_arrow_down(), true));
-    a->handle_event(key(key_arrow_down(), true));
+    run(a, "<SD><SD>");
     EXPECT_EQ(str(a->selected_text().unwrap()), "c\nd" WIDE "\nef");
     a->select_all();
     EXPECT_EQ(str(a->selected_text().unwrap()), "abc\nd" WIDE "\nef");
@@ -210,7 +176,6 @@ const Legend& legend(const Root<TextArea>& a) {
 }
 
 TEST(TextAreaView, GutterSelectionCaretMarkAndVerticalBar) {
-    test_support::boot();
     Root<Theme> theme = theme_classic();
     Root<CellBuffer> buf = cellbuf_create(10, 5);
     Root<TextArea> a = area_of("ab\nc^def\ng|h\ni\nj", 8, 16, rect(0, 0, 9, 4));
@@ -233,18 +198,13 @@ TEST(TextAreaView, GutterSelectionCaretMarkAndVerticalBar) {
 }
 
 TEST(TextAreaView, HorizontalScrollThroughWideCharactersAndTabs) {
-    test_support::boot();
     Root<Theme> theme = theme_classic();
     Root<CellBuffer> buf = cellbuf_create(7, 3);
     Root<TextArea> a = area_of("|\ta" WIDE "bc" WIDE "d", 4, 32, rect(0, 0, 6, 2));  // cells: 8, a, 2, b, c, 2, d
     a->draw(buf, a->bounds, whole(buf), true, theme);
     EXPECT_SCREEN(buf, {"       ", "       ", "\xe2\x94\xa4\xe2\x96\x88 \xe2\x94\x9c   "});
     EXPECT_STYLES_AT(buf, rect(0, 0, 6, 1), legend(a), {"r....."});
-    const struct Step {
-        const char* keys;
-        int32_t left_col;
-        const char *row, *styles;
-    } steps[] = {
+    const struct Step { const char* keys; int32_t left_col; const char *row, *styles; } steps[] = {
         {"<R><R>", 4, "    a ", ".....r"},          // the wide char does not fit: blank to the edge
         {"<R><R><R><R>", 10, " bc" WIDE "d", ".....r"},  // its first cell is out of view: nothing shows
         {"<L><L><L><L>", 9, WIDE "bc" WIDE, "r....."},
@@ -261,18 +221,13 @@ TEST(TextAreaView, HorizontalScrollThroughWideCharactersAndTabs) {
 }
 
 TEST(TextAreaMouse, ClicksDragsWheelAndBarsThroughTheOffsets) {
-    test_support::boot();
     std::string text;
     for (int32_t i = 0; i < 20; i++) text += "line" + std::to_string(i) + (i == 5 ? " long enough to scroll\n" : "\n");
     Root<TextArea> a = TextArea::create(rect(2, 1, 10, 4), 64, 4, 64);
     a->set_text(from_c(text.c_str()));
     a->set_line_numbers(true);  // 21 lines, gutter 3: the text at x 5..11, y 1..4
     using B = MouseButton;
-    struct Step {
-        Event ev;
-        int32_t line, col, top, left;
-        bool sel, drag;
-    } steps[] = {
+    struct Step { Event ev; int32_t line, col, top, left; bool sel, drag; } steps[] = {
         {mouse(4, 3, B::WheelDown, true), 0, 0, 1, 0, false, false},
         {mouse(11, 2, B::Left, true), 2, 5, 1, 0, false, true},  // past the end of "line2"
         {mouse(11, 2, B::Left, false), 2, 5, 1, 0, false, false},  // one spot: no selection

@@ -1,7 +1,5 @@
 #include "kestrum/widgets/window.hpp"
 
-#include <gtest/gtest.h>
-
 #include <functional>
 
 #include "kestrum/widgets/button.hpp"
@@ -31,7 +29,6 @@ Root<Window> framed(Rect r, const string& title) {
 }
 
 TEST(Windows, ActiveInactiveMinimisedAndMaximisedFrames) {
-    test_support::boot();
     Root<Theme> theme = theme_classic();
     Root<CellBuffer> buf = cellbuf_create(24, 6);
     auto paint = [&](const Root<Window>& win) {
@@ -70,7 +67,6 @@ TEST(Windows, ActiveInactiveMinimisedAndMaximisedFrames) {
 }
 
 TEST(Windows, MouseMovesResizesAndFrameButtons) {
-    test_support::boot();
     Root<Window> win = framed(rect(10, 5, 20, 8), "T"_t);
     win->set_clamp(rect(0, 1, 80, 22));
     struct Step { Event ev; EventResult result; Rect bounds; bool dragging; };
@@ -93,23 +89,19 @@ TEST(Windows, MouseMovesResizesAndFrameButtons) {
         EXPECT_EQ(win->is_dragging(), s.dragging);
     }
     win->maximize(rect(0, 1, 80, 22));  // neither moved nor resized
-    EXPECT_EQ(win->handle_event(press(5, 1)), none);
-    EXPECT_EQ(win->handle_event(press(79, 22)), none);
+    EXPECT_TRUE(win->handle_event(press(5, 1)) == none && win->handle_event(press(79, 22)) == none);
     win->minimize();  // moved, not resized
-    EXPECT_EQ(win->handle_event(press(79, 1)), ok);
-    EXPECT_EQ(win->handle_event(drag(70, 4)), ok);
+    EXPECT_TRUE(win->handle_event(press(79, 1)) == ok && win->handle_event(drag(70, 4)) == ok);
     EXPECT_EQ(win->bounds, rect(-9, 4, 80, 1));
     // A clamp smaller than the minimum size wins.
     EXPECT_EQ(drag_resize_bounds(rect(2, 2, 8, 3), 9, 4, 9, 4, rect(0, 0, 11, 6)), rect(2, 2, 9, 4));
 
     Root<Window> dialog = make<Window>(rect(0, 0, 12, 5), "T"_t);  // children count from the client origin
     dialog->add(make<Button>(rect(2, 0, 6, 1), "OK"_t, 101));
-    EXPECT_EQ(dialog->handle_event(press(3, 1)), event_command(101));
-    EXPECT_EQ(dialog->handle_event(ESC), close);
+    EXPECT_TRUE(dialog->handle_event(press(3, 1)) == event_command(101) && dialog->handle_event(ESC) == close);
 }
 
 TEST(Windows, StatesKeepTheirRestoreGeometryAndFitTheArea) {
-    test_support::boot();
     Root<Window> win = make<Window>(rect(5, 5, 8, 3), "T"_t);
     win->set_clamp(rect(0, 0, 40, 20));
     const WindowState normal = WindowState::Normal, min = WindowState::Minimized, max = WindowState::Maximized;
