@@ -63,8 +63,16 @@ TEST(Faults, FailedWritesOfTheThreeTomlFilesKeepTheRunningValues) {
     s.send(e2e::keys::esc);
     answer(s, "Discard them?", "Yes");
     EXPECT_TRUE(s.wait_text("noltide 0.1.0 \u2014 demo"));
-    s.send(std::string(e2e::keys::f10) + std::string(e2e::keys::right) + std::string(e2e::keys::up));
-    s.send(e2e::keys::enter);  // Auto End Block, written to settings.toml
-    EXPECT_TRUE(wait_status(s, "Auto End Block: Off"));
+
+    e2e::Color theme = s.cell(12, 1).bg;
+    menu(s, 4, 0, "Preferences");
+    ASSERT_TRUE(s.wait_text("User Settings"));
+    s.send(" \t" + std::string(20, '\x7f') + "paper\t\t");  // the switch off, another theme, then Apply
+    s.send(e2e::keys::enter);
+    answer(s, "Could not write ~/.config/noltide/settings.toml", "OK");
+    EXPECT_TRUE(s.wait_text("User Settings *"));
+    s.send(e2e::keys::esc);
+    answer(s, "Discard them?", "Yes");
+    EXPECT_EQ(s.cell(12, 1).bg, theme);
     quit(s);  // the session cannot be written either
 }

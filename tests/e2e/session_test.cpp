@@ -27,8 +27,7 @@ void open_project(e2e::Session& s, const std::string& path) {
 TEST(Sessions, AQuitWritesTheSessionAndAStartBringsItBack) {
     e2e::TempDir root, home, bin;
     write_project(root.path(), "demo");
-    e2e::write_file(bin.path() / "noltc", "#!/bin/sh\n");
-    fs::permissions(bin.path() / "noltc", fs::perms::owner_all);
+    write_fake_noltc(bin.path(), "");
     std::string r = root.path().string();
     {
         e2e::Session s(NOLTIDE_BIN, in_dir(root.path(), home.path(), {"nolt.toml"})
@@ -59,16 +58,6 @@ TEST(Sessions, AQuitWritesTheSessionAndAStartBringsItBack) {
     };
     EXPECT_TRUE(corner(3, 2) && corner(5, 30)) << s.screen();
     EXPECT_EQ(s.screen().find("gone.nolt"), std::string::npos);
-    quit(s);
-}
-
-TEST(Sessions, ANoArgumentStartSaysReadyWhenTheLastProjectHasGone) {
-    e2e::TempDir home;
-    e2e::write_file(session_file(home.path()), "last_root = \"/nonexistent/project\"\n");
-    e2e::Session s(NOLTIDE_BIN, in_dir(home.path(), home.path()));
-    ASSERT_TRUE(wait_status(s, "ready"));
-    EXPECT_TRUE(s.wait_text("noltide 0.1.0"));
-    EXPECT_EQ(s.screen().find("\u2014"), std::string::npos);
     quit(s);
 }
 
