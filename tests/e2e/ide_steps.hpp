@@ -31,15 +31,22 @@ inline void quit(e2e::Session& s, char key = 'q') {
     EXPECT_EQ(s.exit_status(), e2e::ExitStatus::exited(0));
 }
 
-// Clicks the first place where `text` (ASCII) stands on the screen.
-inline void click_text(e2e::Session& s, const std::string& text) {
+// Where `text` (ASCII) first stands on the screen, as {row, col}; {-1, -1} when nowhere.
+inline std::pair<int, int> find_text(e2e::Session& s, const std::string& text) {
     for (int r = 0; r < s.rows(); r++)
         for (int c = 0; c + (int)text.size() <= s.cols(); c++) {
             bool match = true;
             for (size_t i = 0; i < text.size() && match; i++) match = s.cell(r, c + (int)i).text == std::string(1, text[i]);
-            if (match) return s.send(e2e::keys::mouse(r, c + 1));
+            if (match) return {r, c};
         }
-    ADD_FAILURE() << "no " << text << " on\n" << s.screen();
+    return {-1, -1};
+}
+
+// Clicks the first place where `text` (ASCII) stands on the screen.
+inline void click_text(e2e::Session& s, const std::string& text) {
+    auto [row, col] = find_text(s, text);
+    if (row < 0) ADD_FAILURE() << "no " << text << " on\n" << s.screen();
+    else s.send(e2e::keys::mouse(row, col + 1));
 }
 
 // Waits for the box with `text`, answers it with the button `answer`, and waits for it to go.

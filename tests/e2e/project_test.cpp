@@ -86,6 +86,8 @@ TEST(ProjectBuild, ANinthWindowIsRefusedAndReportsTrimToTheLogLimit) {
     for (int i = 0; i < 6; i++) new_window(s, i < 5);
     build(s);
     answer(s, "Too many windows to show output", "OK");
+    s.send(ctrl('n'));
+    answer(s, "Too many windows", "OK");  // nor a ninth edit window
 
     s.send(e2e::keys::esc);  // a clean new buffer closes without a question
     ASSERT_TRUE(wait_status(s, "untitled  modified"));
