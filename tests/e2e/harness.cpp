@@ -204,9 +204,7 @@ Session::Session(const std::string& program, Options opts) : cols_(opts.cols), r
     vterm_screen_set_callbacks(vts_, &kScreenCallbacks, &props_);
     vterm_screen_reset(vts_, 1);
 
-    winsize ws{};
-    ws.ws_row = static_cast<unsigned short>(rows_);
-    ws.ws_col = static_cast<unsigned short>(cols_);
+    winsize ws{static_cast<unsigned short>(rows_), static_cast<unsigned short>(cols_), 0, 0};
     pid_ = forkpty(&master_, nullptr, nullptr, &ws);
     if (pid_ < 0) {
         vterm_free(vt_);
@@ -218,13 +216,9 @@ Session::Session(const std::string& program, Options opts) : cols_(opts.cols), r
 }
 
 void Session::resize(int cols, int rows) {
-    winsize ws{};
-    ws.ws_row = static_cast<unsigned short>(rows);
-    ws.ws_col = static_cast<unsigned short>(cols);
+    winsize ws{static_cast<unsigned short>(rows), static_cast<unsigned short>(cols), 0, 0};
     ioctl(master_, TIOCSWINSZ, &ws);  // the program gets SIGWINCH
-    vterm_set_size(vt_, rows, cols);
-    cols_ = cols;
-    rows_ = rows;
+    vterm_set_size(vt_, rows_ = rows, cols_ = cols);
 }
 
 Session::~Session() {
@@ -246,8 +240,7 @@ bool Session::reap(bool block) {
 
 void Session::hang_up() {
     if (master_ >= 0) close(master_);
-    master_ = -1;
-    pty_open_ = false;
+    master_ = -1, pty_open_ = false;
 }
 
 long Session::cpu_ms() const {
@@ -379,9 +372,7 @@ Cell Session::cell(int row, int col) const {
         for (int i = 0; i < VTERM_MAX_CHARS_PER_CELL && vc.chars[i]; ++i) append_utf8(c.text, vc.chars[i]);
     c.fg = to_color(vc.fg, VTERM_COLOR_IS_DEFAULT_FG(&vc.fg));
     c.bg = to_color(vc.bg, VTERM_COLOR_IS_DEFAULT_BG(&vc.bg));
-    c.bold = vc.attrs.bold;
-    c.underline = vc.attrs.underline != 0;
-    c.reverse = vc.attrs.reverse;
+    c.bold = vc.attrs.bold, c.underline = vc.attrs.underline != 0, c.reverse = vc.attrs.reverse;
     return c;
 }
 
