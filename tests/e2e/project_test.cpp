@@ -15,18 +15,20 @@ void build(e2e::Session& s) { s.send(e2e::keys::f5); }
 
 }  // namespace
 
-TEST(ProjectBuild, FailedBuildsShowTheReportAppendAfterTheMarkerAndComeBackWhenClosed) {
+// One project: failing builds, the file tree, then the stand-in compiler builds it and Run runs it.
+TEST(ProjectBuild, FailedBuildsReportAppendAfterTheMarkerTheTreeOpensFilesAndTheStandInBuildsAndRuns) {
     e2e::TempDir root, bin;
-    write_project(root.path(), "demo");
+    write_project(root.path(), "demo", "source_dirs = [\"src\", \"lib\"]\n");
+    e2e::write_file(root.path() / "lib/x.nolt", "");
     write_fake_noltc(bin.path(), "sleep 0.4\necho \"args: $*\"\necho 'src/main.nolt:2:3: error: boom' >&2\nexit 1\n");
     e2e::Session s(NOLTIDE_BIN, in_project(root.path(), bin.path()));
     ASSERT_TRUE(s.wait_text("noltide 0.1.0 \u2014 demo"));
     ASSERT_TRUE(s.wait_text("noltide - " + (root.path() / "src/main.nolt").string()));
     build(s);
     EXPECT_TRUE(wait_status(s, "Building project demo \u2026"));
-    ASSERT_TRUE(wait_lines(s, {"=== Build ===", "program: noltc", "output:  " + (root.path() / "build/demo").string(),
-                               "exit:    1", "--- stdout ---", "args: build", "--- stderr ---",
-                               "src/main.nolt:2:3: error: boom"}));
+    std::string out = (root.path() / "build/demo").string();
+    ASSERT_TRUE(wait_lines(s, {"=== Build ===", "program: noltc", "output:  " + out, "exit:    1", "--- stdout ---",
+                               "args: build", "--- stderr ---", "src/main.nolt:2:3: error: boom"}));
     EXPECT_TRUE(wait_status(s, "Build exit 1"));
 
     // Closed by Escape, the window comes back with its text: the new report follows a marker.
@@ -43,6 +45,26 @@ TEST(ProjectBuild, FailedBuildsShowTheReportAppendAfterTheMarkerAndComeBackWhenC
     fs::remove(bin.path() / "noltc");
     build(s);
     EXPECT_TRUE(wait_status(s, "Build exit 127"));
+
+    menu(s, 3, 1, "File Tree");
+    ASSERT_TRUE(wait_lines(s, {"lib/x.nolt", "src/main.nolt"}));
+    e2e::write_file(root.path() / "lib/new.nolt", "");
+    ASSERT_TRUE(wait_status(s, "file tree"));
+    click_text(s, "[ Refresh");
+    ASSERT_TRUE(s.wait_text("3 files"));
+    EXPECT_TRUE(wait_status(s, "file tree refreshed"));
+    click_text(s, "lib/x.nolt");
+    click_text(s, "lib/x.nolt");
+    ASSERT_TRUE(s.wait_text("noltide - " + (root.path() / "lib/x.nolt").string()));
+
+    // The stand-in builds the project, and Run shows what its program printed.
+    fs::create_symlink(fs::path(NOLTC_DIR) / "noltc", bin.path() / "noltc");
+    build(s);
+    EXPECT_TRUE(wait_status(s, "Build OK \u2192 " + out));
+    menu(s, 2, 1, "\u2502 Run");
+    ASSERT_TRUE(wait_lines(s, {"=== Run ===", "program: " + out, "exit:    0", "--- stdout ---"}));
+    EXPECT_TRUE(s.wait_text("stand-in compiler"));
+    EXPECT_TRUE(wait_status(s, "Run exit 0"));
     quit(s);
 }
 
@@ -100,37 +122,4 @@ TEST(ProjectBuild, ANinthWindowIsRefusedAndReportsTrimToTheLogLimit) {
     ASSERT_TRUE(wait_lines(s, {"line14", "line15"}));
     EXPECT_EQ(s.screen().find("line13"), std::string::npos);
     quit_discarding(s);
-}
-
-TEST(ProjectFileTree, ListsTheSourcesOpensFilesRefreshesAndTheProjectBuildsAndRuns) {
-    e2e::TempDir root;
-    write_project(root.path(), "demo", "source_dirs = [\"src\", \"lib\"]\n");
-    for (const char* name : {"src/a.nolt", "lib/x.nolt"}) e2e::write_file(root.path() / name, "");
-    e2e::Session s(NOLTIDE_BIN, in_project(root.path(), NOLTC_DIR));
-    ASSERT_TRUE(s.wait_text("noltide 0.1.0 \u2014 demo"));
-    menu(s, 3, 1, "File Tree");
-    ASSERT_TRUE(wait_lines(s, {"lib/x.nolt", "src/a.nolt", "src/main.nolt"}));
-    EXPECT_TRUE(s.wait_text("3 files"));
-    s.send(std::string(e2e::keys::down) + std::string(e2e::keys::enter));
-    ASSERT_TRUE(s.wait_text("noltide - " + (root.path() / "src/a.nolt").string()));
-
-    menu(s, 3, 1, "File Tree");
-    e2e::write_file(root.path() / "lib/new.nolt", "");
-    ASSERT_TRUE(wait_status(s, "file tree"));
-    click_text(s, "[ Refresh");
-    ASSERT_TRUE(s.wait_text("4 files"));
-    EXPECT_TRUE(wait_status(s, "file tree refreshed"));
-    click_text(s, "lib/x.nolt");
-    click_text(s, "lib/x.nolt");
-    ASSERT_TRUE(s.wait_text("noltide - " + (root.path() / "lib/x.nolt").string()));
-
-    // The stand-in builds the project, and Run shows what its program printed.
-    build(s);
-    std::string out = (root.path() / "build/demo").string();
-    EXPECT_TRUE(wait_status(s, "Build OK \u2192 " + out));
-    menu(s, 2, 1, "\u2502 Run");
-    ASSERT_TRUE(wait_lines(s, {"=== Run ===", "program: " + out, "exit:    0", "--- stdout ---"}));
-    EXPECT_TRUE(s.wait_text("stand-in compiler"));
-    EXPECT_TRUE(wait_status(s, "Run exit 0"));
-    quit(s);
 }
