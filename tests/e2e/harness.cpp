@@ -20,8 +20,6 @@
 #include <stdexcept>
 #include <thread>
 
-extern char** environ;
-
 namespace e2e {
 namespace {
 
@@ -57,46 +55,23 @@ void kill_group(pid_t pid) {
     ::kill(pid, SIGKILL);   // in case it has not got that far yet
 }
 
-// A program's argv, environment and working directory, made before fork so that the child
-// allocates nothing.
-struct Command {
-    std::vector<std::string> args, env;
-    std::vector<char*> argv, envp;
-    std::string cwd;
-
-    Command(const std::string& program, const Options& opts, const std::filesystem::path& home)
-        : cwd((opts.cwd.empty() ? home : opts.cwd).string()) {
-        args.push_back(program);
-        args.insert(args.end(), opts.args.begin(), opts.args.end());
-        std::map<std::string, std::string> vars;
-        for (char** e = environ; *e; ++e) {
-            std::string_view kv(*e);
-            auto eq = kv.find('=');
-            if (eq != std::string_view::npos) vars[std::string(kv.substr(0, eq))] = std::string(kv.substr(eq + 1));
-        }
-        for (const char* name : {"COLORTERM", "COLUMNS", "LINES"}) vars.erase(name);
-        vars["HOME"] = home.string();
-        vars["TERM"] = "xterm-256color";
-        for (const auto& [k, v] : opts.env) vars[k] = v;
-        for (const auto& [k, v] : vars) env.push_back(k + "=" + v);
-        for (auto& a : args) argv.push_back(a.data());
-        for (auto& e : env) envp.push_back(e.data());
-        argv.push_back(nullptr);
-        envp.push_back(nullptr);
-    }
-
-    [[noreturn]] void exec() {
-        sigset_t none;
-        sigemptyset(&none);
-        sigprocmask(SIG_SETMASK, &none, nullptr);
-        signal(SIGPIPE, SIG_DFL);
-        if (chdir(cwd.c_str()) == 0) execve(argv[0], argv.data(), envp.data());
-        const char* parts[] = {"e2e: cannot run ", argv[0], ": ", strerror(errno), "\n"};
-        for (const char* p : parts)
-            if (write(2, p, strlen(p)) < 0) break;
-        _exit(127);
-    }
-};
+// Runs in the child after fork. The test process has one thread, so the child may allocate.
+[[noreturn]] void exec_child(const std::string& program, const Options& opts, const std::filesystem::path& home) {
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    signal(SIGPIPE, SIG_DFL);
+    for (const char* name : {"COLORTERM", "COLUMNS", "LINES"}) unsetenv(name);
+    setenv("HOME", home.c_str(), 1);
+    setenv("TERM", "xterm-256color", 1);
+    for (const auto& [name, value] : opts.env) setenv(name.c_str(), value.c_str(), 1);
+    std::vector<char*> argv{const_cast<char*>(program.c_str())};
+    for (const auto& arg : opts.args) argv.push_back(const_cast<char*>(arg.c_str()));
+    argv.push_back(nullptr);
+    if (chdir((opts.cwd.empty() ? home : opts.cwd).c_str()) == 0) execv(argv[0], argv.data());
+    fprintf(stderr, "e2e: cannot run %s: %s\n", argv[0], strerror(errno));
+    _exit(127);
+}
 
 void append_utf8(std::string& out, uint32_t c) {
     static const unsigned char lead[] = {0, 0xC0, 0xE0, 0xF0};
@@ -195,7 +170,6 @@ std::ostream& operator<<(std::ostream& os, const Color& c) {
 
 Session::Session(const std::string& program, Options opts) : cols_(opts.cols), rows_(opts.rows) {
     home_ = opts.home.empty() ? own_home_.emplace().path() : opts.home;
-    Command command(program, opts, home_);
 
     vt_ = vterm_new(rows_, cols_);
     vterm_set_utf8(vt_, 1);
@@ -210,7 +184,7 @@ Session::Session(const std::string& program, Options opts) : cols_(opts.cols), r
         vterm_free(vt_);
         throw std::runtime_error(std::string("forkpty: ") + strerror(errno));
     }
-    if (pid_ == 0) command.exec();
+    if (pid_ == 0) exec_child(program, opts, home_);
     fcntl(master_, F_SETFL, fcntl(master_, F_GETFL) | O_NONBLOCK);
     fcntl(master_, F_SETFD, FD_CLOEXEC);
 }
@@ -411,7 +385,6 @@ bool Session::modes_as_found() const {
 Captured run_piped(const std::string& program, const Options& opts, Millis timeout) {
     TempDir files;  // the captured streams, and the home when none is given
     std::filesystem::path home = opts.home.empty() ? files.path() : opts.home;
-    Command command(program, opts, home);
     std::string out = (files.path() / ".out").string(), err = (files.path() / ".err").string();
     pid_t pid = fork();
     if (pid < 0) throw std::runtime_error(std::string("fork: ") + strerror(errno));
@@ -420,18 +393,13 @@ Captured run_piped(const std::string& program, const Options& opts, Millis timeo
         dup2(open("/dev/null", O_RDONLY), 0);
         dup2(open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 1);
         dup2(open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2);
-        command.exec();
+        exec_child(program, opts, home);
     }
-    Captured res;
     auto deadline = Clock::now() + scaled(timeout);
     std::optional<ExitStatus> status;
-    while (!(status = wait_child(pid, false)) && !(res.timed_out = Clock::now() >= deadline))
-        std::this_thread::sleep_for(Millis(5));
-    if (res.timed_out) kill_group(pid);
-    res.status = status ? *status : *wait_child(pid, true);
-    res.out = read_file(out);
-    res.err = read_file(err);
-    return res;
+    while (!(status = wait_child(pid, false)) && Clock::now() < deadline) std::this_thread::sleep_for(Millis(5));
+    if (!status) kill_group(pid), status = wait_child(pid, true);  // killed at the time limit
+    return {read_file(out), read_file(err), *status};
 }
 
 // ---------------------------------------------------------------------------------------------

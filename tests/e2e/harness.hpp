@@ -185,8 +185,7 @@ private:
 // A program run with stdin from /dev/null and stdout and stderr captured instead of a terminal.
 struct Captured {
     std::string out, err;
-    ExitStatus status;
-    bool timed_out = false;  // it was killed at the time limit
+    ExitStatus status;  // killed by SIGKILL when the time ran out
 };
 // Options::cols/rows are ignored; HOME and TERM are set as for a Session.
 Captured run_piped(const std::string& program, const Options& opts = {}, Millis timeout = kDefaultTimeout);

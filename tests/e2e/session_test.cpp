@@ -1,5 +1,5 @@
 // Sessions in the real binary: what a quit writes, what a start brings back, and opening,
-// closing and switching projects.
+// switching, renaming and closing projects.
 #include "ide_steps.hpp"
 
 using namespace e2e::steps;
@@ -15,7 +15,7 @@ void open_project(e2e::Session& s, const std::string& path) {
 
 }  // namespace
 
-TEST(Sessions, AQuitWritesTheSessionAStartBringsItBackAndProjectsSwitchAndClose) {
+TEST(Sessions, AQuitWritesTheSessionAStartBringsItBackAndProjectsSwitchRenameAndClose) {
     e2e::TempDir root, other, home, bin;
     write_project(root.path(), "alpha");
     write_project(other.path(), "beta");
@@ -65,16 +65,29 @@ TEST(Sessions, AQuitWritesTheSessionAStartBringsItBackAndProjectsSwitchAndClose)
     ASSERT_TRUE(s.wait_text("noltide 0.1.0 \u2014 alpha"));
     ASSERT_TRUE(wait_status(s, util));
 
+    // Project Settings: a new name reaches nolt.toml and the bar. (The form's own tests hold
+    // which bytes change and which values are refused.)
+    menu(s, 3, 0, "Settings\u2026");
+    ASSERT_TRUE(s.wait_text("Project Settings"));
+    s.send(std::string(20, '\x7f') + "renamed\t\t\t\t\t");  // then Apply
+    s.send(e2e::keys::enter);
+    ASSERT_TRUE(s.wait_text("noltide 0.1.0 \u2014 renamed"));
+    EXPECT_EQ(read_file(r + "/nolt.toml").rfind("[package]\nname = \"renamed\"\n", 0), 0u);
+    s.send(e2e::keys::esc);  // the window, then the file tree it brought forward
+    ASSERT_TRUE(s.wait_text("Files \u2014 renamed"));
+    s.send(e2e::keys::esc);
+    ASSERT_TRUE(wait_gone(s, "Files \u2014 renamed"));
+
     // Close Project with a changed buffer: Cancel keeps the project, No closes it.
     s.send("x");
     ASSERT_TRUE(wait_status(s, util + "  modified"));
     menu(s, 0, 3, "Close Project");
     answer(s, "Save changes to " + util + "?", "Cancel");
-    EXPECT_TRUE(s.wait_text("noltide 0.1.0 \u2014 alpha"));
+    EXPECT_TRUE(s.wait_text("noltide 0.1.0 \u2014 renamed"));
     menu(s, 0, 3, "Close Project");
     answer(s, "Save changes to " + util + "?", "No");
     ASSERT_TRUE(wait_status(s, "ready"));
-    EXPECT_TRUE(wait_gone(s, "alpha"));
+    EXPECT_TRUE(wait_gone(s, "renamed"));
     menu(s, 0, 3, "Close Project");
     answer(s, "No project is open", "OK");
     quit_discarding(s);
