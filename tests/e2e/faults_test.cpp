@@ -67,7 +67,7 @@ TEST(Faults, FailedWritesOfTheThreeTomlFilesKeepTheRunningValues) {
     e2e::Color theme = s.cell(12, 1).bg;
     menu(s, 4, 0, "Preferences");
     ASSERT_TRUE(s.wait_text("User Settings"));
-    s.send(" \t" + std::string(20, '\x7f') + "paper\t\t");  // the switch off, another theme, then Apply
+    s.send(" \t" + kClearLine + "paper\t\t");  // the switch off, another theme, then Apply
     s.send(e2e::keys::enter);
     answer(s, "Could not write ~/.config/noltide/settings.toml", "OK");
     EXPECT_TRUE(s.wait_text("User Settings *"));

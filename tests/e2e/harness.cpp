@@ -305,11 +305,8 @@ void Session::pump_for(Millis duration) {
     };
     for (;;) {
         if (pred()) return ::testing::AssertionSuccess();
-        if (!running() && !pty_open_) {
-            std::ostringstream why;
-            why << "the program ended (" << *status_ << ") before " << what;
-            return failure(why.str());
-        }
+        if (!running() && !pty_open_)
+            return failure("the program ended (" + ::testing::PrintToString(*status_) + ") before " + std::string(what));
         if (Clock::now() >= deadline) break;
         pump(std::min(ms_until(deadline), 50));
     }

@@ -20,6 +20,9 @@ inline ::testing::AssertionResult wait_status(e2e::Session& s, const std::string
                       e2e::kDefaultTimeout, text);
 }
 
+// Backspaces enough to empty an input line.
+inline const std::string kClearLine(40, '\x7f');
+
 // `text` has gone from the screen.
 inline ::testing::AssertionResult wait_gone(e2e::Session& s, const std::string& text) {
     return s.wait_for([&] { return s.screen().find(text) == std::string::npos; }, e2e::kDefaultTimeout, text);

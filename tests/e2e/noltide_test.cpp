@@ -34,14 +34,7 @@ TEST(Noltide, TakesTheScreenAnswersMenusKeysAndResizesAndGivesTheTerminalBack) {
     ASSERT_TRUE(s.wait_text("\u2502 About      \u2502"));
     s.send(e2e::keys::enter);
     ASSERT_TRUE(s.wait_text("\u2502 noltide 0.1.0 \u2014 Kestrum IDE (edit/save + Build + Project)   \u2502"));
-    // Centred in the area between the bar and the status line: 64 by 8 in 80 by 22.
-    EXPECT_EQ(s.row_text(8).find("\u250c\u2524 About \u251c"), 8 * std::string("\u2592").size()) << "8 dim cells first";
-    EXPECT_NE(s.row_text(14).find("\u2502 [ OK ]"), std::string::npos);
     s.send(e2e::keys::enter);
-    ASSERT_TRUE(wait_gone(s, "[ OK ]"));
-    s.send(std::string(e2e::keys::f10) + std::string(e2e::keys::left) + std::string(e2e::keys::enter));  // wraps to Help
-    ASSERT_TRUE(s.wait_text("[ OK ]"));
-    s.send(e2e::keys::mouse(14, 12));  // a click on the OK button
     ASSERT_TRUE(wait_gone(s, "[ OK ]"));
 
     // Neither another Alt key nor a lone Escape (forced out after a quiet poll) stops the program.
@@ -95,7 +88,6 @@ TEST(NoltideCommandLine, PrintsHelpVersionAndMistakesAndOtherwiseWantsATerminal)
         {{"file.nolt", "-h"}, help, 0},
         {{"--version"}, "noltide 0.1.0\n", 0},
         {{"--nonsense"}, "unknown flag: --nonsense\n", 2},
-        {{"-xyz"}, "invalid flag: -xyz (short flags are one character; long flags start with --)\n", 2},
         {{"a", "b"}, tty, 1},
         {{"--", "--help"}, tty, 1},
     };

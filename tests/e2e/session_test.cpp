@@ -69,7 +69,7 @@ TEST(Sessions, AQuitWritesTheSessionAStartBringsItBackAndProjectsSwitchRenameAnd
     // which bytes change and which values are refused.)
     menu(s, 3, 0, "Settings\u2026");
     ASSERT_TRUE(s.wait_text("Project Settings"));
-    s.send(std::string(20, '\x7f') + "renamed\t\t\t\t\t");  // then Apply
+    s.send(kClearLine + "renamed\t\t\t\t\t");  // then Apply
     s.send(e2e::keys::enter);
     ASSERT_TRUE(s.wait_text("noltide 0.1.0 \u2014 renamed"));
     EXPECT_EQ(read_file(r + "/nolt.toml").rfind("[package]\nname = \"renamed\"\n", 0), 0u);

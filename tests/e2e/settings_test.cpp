@@ -4,17 +4,6 @@
 
 using namespace e2e::steps;
 
-namespace {
-
-// Empties the focused input line and types `text` into it.
-void retype(e2e::Session& s, const std::string& text) {
-    std::string keys;
-    for (int i = 0; i < 40; i++) keys += e2e::keys::backspace;
-    s.send(keys + text);
-}
-
-}  // namespace
-
 // Started without a project, and the last one gone: ready. Then Preferences.
 TEST(UserSettings, ApplyChangesTheThemeTheSwitchAndTheLimitLiveAndCancelAsksAboutChanges) {
     e2e::TempDir home;
@@ -27,8 +16,7 @@ TEST(UserSettings, ApplyChangesTheThemeTheSwitchAndTheLimitLiveAndCancelAsksAbou
     menu(s, 4, 0, "Preferences");
     ASSERT_TRUE(s.wait_text("User Settings"));
     s.send(" \t");  // the switch off, then the theme's field
-    retype(s, "paper\t");
-    retype(s, "10\t");
+    s.send(kClearLine + "paper\t" + kClearLine + "10\t");
     s.send(e2e::keys::enter);  // Apply
     ASSERT_TRUE(wait_status(s, "user settings saved"));
     const std::string saved = "auto_end_block = false\ntheme = \"paper\"\nbuild_log_max_lines = 50\n";
@@ -53,7 +41,7 @@ TEST(UserSettings, ApplyChangesTheThemeTheSwitchAndTheLimitLiveAndCancelAsksAbou
     menu(s, 4, 0, "Preferences");
     ASSERT_TRUE(s.wait_text("User Settings"));
     s.send("\t");
-    retype(s, "nord\t\t\t");
+    s.send(kClearLine + "nord\t\t\t");
     s.send(e2e::keys::enter);  // Cancel
     answer(s, "Discard them?", "Yes");
     EXPECT_EQ(read_file(file), saved);
