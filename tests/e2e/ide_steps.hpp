@@ -36,12 +36,11 @@ inline void quit(e2e::Session& s, char key = 'q') {
 
 // Where `text` (ASCII) first stands on the screen, as {row, col}; {-1, -1} when nowhere.
 inline std::pair<int, int> find_text(e2e::Session& s, const std::string& text) {
-    for (int r = 0; r < s.rows(); r++)
-        for (int c = 0; c + (int)text.size() <= s.cols(); c++) {
-            bool match = true;
-            for (size_t i = 0; i < text.size() && match; i++) match = s.cell(r, c + (int)i).text == std::string(1, text[i]);
-            if (match) return {r, c};
-        }
+    for (int r = 0; r < s.rows(); r++) {
+        std::string cells;  // a byte a cell, 0 for a cell that is not ASCII
+        for (int c = 0; c < s.cols(); c++) cells += s.cell(r, c).text.size() == 1 ? s.cell(r, c).text[0] : '\0';
+        if (size_t c = cells.find(text); c != std::string::npos) return {r, static_cast<int>(c)};
+    }
     return {-1, -1};
 }
 

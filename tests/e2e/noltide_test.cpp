@@ -20,7 +20,6 @@ TEST(Noltide, TakesTheScreenAnswersMenusKeysAndResizesAndGivesTheTerminalBack) {
     ASSERT_TRUE(s.wait_text(kBar));
     ASSERT_TRUE(s.wait_for([&] { return s.row_text(23) == " ready"; }));
     EXPECT_EQ(s.row_text(12), "");
-    EXPECT_EQ(s.cell(12, 0).bg, kClassic);
     EXPECT_FALSE(s.cursor_visible());
     EXPECT_FALSE(s.modes_as_found()) << "raw mode while running";
 
