@@ -9,7 +9,6 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/uio.h>
 #include <unistd.h>
 
 namespace {
@@ -47,6 +46,13 @@ size_t part(int fd, size_t count) {
     return count / 2;
 }
 
+// Forgets `fd`, and says whether its close is the call that fails.
+bool closing(int fd) {
+    bool fails = failing(fd, "close");
+    if (fd >= 0 && fd < 4096) fds[fd] = Clean;
+    return fails;
+}
+
 }  // namespace
 
 extern "C" {
@@ -73,34 +79,26 @@ ssize_t write(int fd, const void* bytes, size_t count) {
     return some ? real(fd, bytes, some) : fail();
 }
 
-ssize_t writev(int fd, const struct iovec* pieces, int count) {
-    return failing(fd, "write") ? fail() : next<ssize_t (*)(int, const iovec*, int)>("writev")(fd, pieces, count);
-}
-
 size_t fwrite(const void* bytes, size_t size, size_t count, FILE* stream) {
     auto real = next<size_t (*)(const void*, size_t, size_t, FILE*)>("fwrite");
     int fd = fileno(stream);
     if (!failing(fd, "write")) return real(bytes, size, count, stream);
     size_t some = part(fd, count);
-    if (!some) fail();
-    return some ? real(bytes, size, some, stream) : 0;
+    return some ? real(bytes, size, some, stream) : (fail(), 0);
 }
 
 int fsync(int fd) { return failing(fd, "fsync") ? fail() : next<int (*)(int)>("fsync")(fd); }
 
 int close(int fd) {
-    State state = failing(fd, "close");
-    if (fd >= 0 && fd < 4096) fds[fd] = Clean;
+    bool fails = closing(fd);
     int result = next<int (*)(int)>("close")(fd);
-    return state ? fail() : result;
+    return fails ? fail() : result;
 }
 
 int fclose(FILE* stream) {
-    int fd = fileno(stream);
-    State state = failing(fd, "close");
-    if (fd >= 0 && fd < 4096) fds[fd] = Clean;
+    bool fails = closing(fileno(stream));
     int result = next<int (*)(FILE*)>("fclose")(stream);
-    return state ? (fail(), EOF) : result;
+    return fails ? (fail(), EOF) : result;
 }
 
 }  // extern "C"

@@ -21,31 +21,29 @@ e2e::Options faulty(e2e::Options opts, const fs::path& prefix, const std::string
 }  // namespace
 
 TEST(Faults, AFailedSaveKeepsTheFileAndTheBufferAndASaveKeepsTheMode) {
-    struct Case {
-        std::string call;
-        int error;
-    };
-    for (const Case& c : {Case{"write", ENOSPC}, Case{"fsync", EIO}, Case{"close", EIO}, Case{"none", 0}}) {
+    const std::pair<std::string, int> cases[] = {{"write", ENOSPC}, {"fsync", EIO}, {"close", EIO}, {"none", 0}};
+    const fs::perms mode = fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read;
+    for (const auto& [call, error] : cases) {
         e2e::TempDir dir;
         fs::path file = dir.path() / "a.nolt";
         e2e::write_file(file, "old\n");
-        fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
-        e2e::Session s(NOLTIDE_BIN, faulty(at80({file.string()}), dir.path(), c.call, c.error));
+        fs::permissions(file, mode);
+        e2e::Session s(NOLTIDE_BIN, faulty(at80({file.string()}), dir.path(), call, error));
         ASSERT_TRUE(s.wait_text("noltide - " + file.string()));
         s.send("x");
         s.send(ctrl('s'));
-        if (c.error) {
+        if (error) {
             answer(s, "Could not write file", "OK");
-            EXPECT_TRUE(wait_status(s, file.string() + "  modified")) << c.call;
-            EXPECT_EQ(read_file(file), "old\n") << c.call;
+            EXPECT_TRUE(wait_status(s, file.string() + "  modified")) << call;
+            EXPECT_EQ(read_file(file), "old\n") << call;
             quit_discarding(s);
         } else {
             EXPECT_TRUE(wait_status(s, file.string() + "  saved"));
             EXPECT_EQ(read_file(file), "xold\n");
             quit(s);
         }
-        EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), {}), 1) << c.call;
-        EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+        EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), {}), 1) << call;
+        EXPECT_EQ(fs::status(file).permissions(), mode) << call;
     }
 }
 
@@ -64,9 +62,17 @@ TEST(Faults, FailedWritesOfTheThreeTomlFilesKeepTheRunningValues) {
     s.send(e2e::keys::esc);
     answer(s, "Discard them?", "Yes");
     EXPECT_TRUE(s.wait_text("noltide 0.1.0 \u2014 demo"));
-    s.send(std::string(e2e::keys::f10) + std::string(e2e::keys::right) + std::string(e2e::keys::up));
-    s.send(e2e::keys::enter);  // Auto End Block, written to settings.toml
-    EXPECT_TRUE(wait_status(s, "Auto End Block: Off"));
+
+    e2e::Color theme = s.cell(12, 1).bg;
+    menu(s, 4, 0, "Preferences");
+    ASSERT_TRUE(s.wait_text("User Settings"));
+    s.send(" \t" + kClearLine + "paper\t\t");  // the switch off, another theme, then Apply
+    s.send(e2e::keys::enter);
+    answer(s, "Could not write ~/.config/noltide/settings.toml", "OK");
+    EXPECT_TRUE(s.wait_text("User Settings *"));
+    s.send(e2e::keys::esc);
+    answer(s, "Discard them?", "Yes");
+    EXPECT_EQ(s.cell(12, 1).bg, theme);
     quit(s);  // the session cannot be written either
     EXPECT_EQ(read_file(dir.path() / "demo" / "nolt.toml"), nolt_toml);
 }

@@ -4,10 +4,6 @@
 //   e2e::Session s(NOLTIDE_BIN, e2e::Options().with_size(80, 24).with_args({"proj"}));
 //   ASSERT_TRUE(s.wait_text("File"));
 //   s.send(e2e::keys::f5);
-//   ASSERT_TRUE(s.wait_screen(R"(
-//   first row
-//   second row▏
-//   )"));
 //
 // Coordinates are (row, col), counted from 0 at the top left.
 //
@@ -15,10 +11,9 @@
 // runs out. Timeouts are multiplied by timeout_scale(): the environment variable
 // E2E_TIMEOUT_SCALE (a number) when set, else 1, or 4 in the sanitizer build, times 4 when
 // NOLT_GC_TORTURE is set. A wait that times out kills the program (SIGKILL to its process group),
-// reaps it and returns a failed
-// AssertionResult that shows the screen, so a hung program never hangs the suite. A wait on a
-// program that has ended and whose output is all read fails at once. Use pump_for() to let
-// time pass without failing.
+// reaps it and returns a failed AssertionResult that shows the screen, so a hung program never
+// hangs the suite. A wait on a program that has ended and whose output is all read fails at once.
+// Use pump_for() to let time pass without failing.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -26,7 +21,6 @@
 #include <termios.h>
 
 #include <chrono>
-#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -49,9 +43,6 @@ inline constexpr Millis kDefaultTimeout{5000};
 // The factor that every timeout is multiplied by.
 double timeout_scale();
 
-// In screen(): a visible cursor is shown as this mark, inserted just before the cell under it.
-inline constexpr std::string_view kCursorMark = "\u258f";  // ▏
-
 // A temporary directory, removed with everything in it when the object goes.
 class TempDir {
 public:
@@ -67,6 +58,8 @@ private:
 
 // Writes a file, making its parent directories.
 void write_file(const std::filesystem::path& path, std::string_view content);
+// A file's bytes; "" when it cannot be read.
+std::string read_file(const std::filesystem::path& path);
 
 // How a program ended.
 struct ExitStatus {
@@ -85,7 +78,6 @@ struct Color {
     int index = 0;          // 0..255 when Indexed
     int r = 0, g = 0, b = 0;  // when Rgb
 
-    static Color def() { return {}; }
     static Color indexed(int i) { return {Indexed, i, 0, 0, 0}; }
     static Color rgb(int r, int g, int b) { return {Rgb, 0, r, g, b}; }
     bool operator==(const Color&) const = default;
@@ -94,17 +86,9 @@ std::ostream& operator<<(std::ostream& os, const Color& c);
 
 struct Cell {
     std::string text;  // UTF-8; " " for a blank cell, "" for the right half of a wide character
-    int width = 1;     // 2 for a wide character, 0 for its right half
     Color fg, bg;
-    bool bold = false, italic = false, underline = false, blink = false, reverse = false,
-         strike = false;
+    bool bold = false, underline = false, reverse = false;
 };
-
-struct Pos {
-    int row = 0, col = 0;
-    bool operator==(const Pos&) const = default;
-};
-std::ostream& operator<<(std::ostream& os, const Pos& p);
 
 // How to start a program; build it with the with_ calls:
 //   e2e::Options().with_size(100, 30).with_args({"proj"}).with_env("NOLT_HOME", root)
@@ -112,26 +96,17 @@ struct Options {
     int cols = 80, rows = 24;
     std::vector<std::string> args;           // argv[1..]
     std::map<std::string, std::string> env;  // set or override
-    std::vector<std::string> unset;          // remove from the environment
     std::filesystem::path cwd;               // empty: the HOME directory
     std::filesystem::path home;              // empty: a fresh directory, removed at the end
 
     Options& with_size(int c, int r) { cols = c, rows = r; return *this; }
     Options& with_args(std::vector<std::string> a) { args = std::move(a); return *this; }
     Options& with_env(const std::string& name, std::string value) { env[name] = std::move(value); return *this; }
-    Options& without_env(std::string name) { unset.push_back(std::move(name)); return *this; }
     Options& in_dir(std::filesystem::path dir) { cwd = std::move(dir); return *this; }
     Options& with_home(std::filesystem::path dir) { home = std::move(dir); return *this; }
 };
 // The child's environment is the test's, without COLORTERM, COLUMNS and LINES, with HOME set to
-// the session's home and TERM=xterm-256color, then Options::env and Options::unset applied.
-
-namespace detail {
-struct TermProps {
-    bool cursor_visible = true;
-    bool alt_screen = false;
-};
-}  // namespace detail
+// the session's home and TERM=xterm-256color, then Options::env applied.
 
 // A program running in a pseudo-terminal of Options::cols x Options::rows.
 class Session {
@@ -151,10 +126,6 @@ public:
                                         std::string_view what = "condition");
     // `text` appears within one row of the screen, trailing blanks included.
     ::testing::AssertionResult wait_text(std::string_view text, Millis timeout = kDefaultTimeout);
-    // screen() equals `expected`, both with trailing blanks of each line and trailing empty
-    // lines trimmed. One leading newline of `expected` is dropped, so that a raw string can
-    // start on a line of its own. On failure the message holds a row-by-row diff.
-    ::testing::AssertionResult wait_screen(std::string_view expected, Millis timeout = kDefaultTimeout);
     // The program ends; all it wrote is on the screen afterwards.
     ::testing::AssertionResult wait_exit(Millis timeout = kDefaultTimeout);
     // Pumps output for the given (unscaled) time without judging anything.
@@ -165,8 +136,7 @@ public:
     void hang_up();
     // Processor time, user and system, in milliseconds: used so far by a running program (from
     // /proc), or in all by one that has been reaped.
-    long cpu_ms_now() const;
-    long cpu_ms() const { return running() ? cpu_ms_now() : cpu_ms_; }
+    long cpu_ms() const;
 
     // --- the program
     pid_t pid() const { return pid_; }
@@ -179,23 +149,23 @@ public:
     int rows() const { return rows_; }
     Cell cell(int row, int col) const;  // an empty Cell outside the screen
     std::string row_text(int row) const;     // trailing blanks trimmed
-    std::string screen(bool cursor_mark = true) const;  // rows joined by '\n', see kCursorMark
-    Pos cursor() const;
+    std::string screen() const;              // the rows' texts joined by '\n'
     bool cursor_visible() const { return props_.cursor_visible; }
     bool alt_screen() const { return props_.alt_screen; }
     const std::string& output() const { return output_; }  // every byte received, in order
     // The terminal's line settings as the program left them (or has them now).
     termios modes() const;
-    // The settings of a fresh terminal, as the program found them at its start.
-    static termios fresh_modes();
+    // Those settings equal a fresh terminal's, which the program found at its start.
+    bool modes_as_found() const;
+
+    struct Props {
+        bool cursor_visible = true, alt_screen = false;
+    };
 
 private:
     bool pump(int timeout_ms);
-    void flush_replies();
     bool reap(bool block);
-    ::testing::AssertionResult wait_until(const std::function<bool()>& pred, Millis timeout,
-                                          std::string_view what, const std::function<std::string()>& detail);
-    std::string describe() const;
+    std::string row_cells(int row) const;
 
     int cols_, rows_;
     int master_ = -1;
@@ -207,22 +177,18 @@ private:
     std::filesystem::path home_;
     VTerm* vt_ = nullptr;
     VTermScreen* vts_ = nullptr;
-    detail::TermProps props_;
+    Props props_;
     std::string output_;
     std::string partial_;  // the start of a UTF-8 sequence not yet given to libvterm
-    std::string replies_;  // the terminal's answers waiting to go to the program
 };
 
-// A program run with pipes for stdin, stdout and stderr instead of a terminal.
+// A program run with stdin from /dev/null and stdout and stderr captured instead of a terminal.
 struct Captured {
     std::string out, err;
-    ExitStatus status;
-    bool timed_out = false;  // it was killed at the time limit
+    ExitStatus status;  // killed by SIGKILL when the time ran out
 };
-// Feeds `input` to stdin and closes it. Options::cols/rows are ignored; HOME and TERM are set
-// as for a Session.
-Captured run_piped(const std::string& program, const Options& opts = {}, std::string_view input = "",
-                   Millis timeout = kDefaultTimeout);
+// Options::cols/rows are ignored; HOME and TERM are set as for a Session.
+Captured run_piped(const std::string& program, const Options& opts = {}, Millis timeout = kDefaultTimeout);
 
 // Raw byte sequences of keys as an xterm sends them.
 namespace keys {
@@ -231,19 +197,12 @@ inline constexpr std::string_view enter = "\r", tab = "\t", backtab = "\x1b[Z", 
     // sending more, or it joins the next bytes as Alt.
     esc = "\x1b",
     up = "\x1b[A", down = "\x1b[B", right = "\x1b[C", left = "\x1b[D", home = "\x1b[H", end = "\x1b[F",
-    insert = "\x1b[2~", del = "\x1b[3~", pgup = "\x1b[5~", pgdn = "\x1b[6~",
-    f1 = "\x1bOP", f2 = "\x1bOQ", f3 = "\x1bOR", f4 = "\x1bOS", f5 = "\x1b[15~", f6 = "\x1b[17~",
-    f7 = "\x1b[18~", f8 = "\x1b[19~", f9 = "\x1b[20~", f10 = "\x1b[21~", f11 = "\x1b[23~",
-    f12 = "\x1b[24~";
+    pgup = "\x1b[5~", pgdn = "\x1b[6~", f2 = "\x1bOQ", f3 = "\x1bOR", f5 = "\x1b[15~", f10 = "\x1b[21~";
 
-enum Mod { mod_shift = 1, mod_alt = 2, mod_ctrl = 4 };
 // Ctrl with a letter: ctrl('s') is 0x13.
 std::string ctrl(char letter);
 // Alt with a character: ESC then the character.
 std::string alt_char(char c);
-// A cursor, editing or function key from above with modifiers (a sum of Mod), e.g.
-// with_mods(right, mod_ctrl | mod_shift) is ESC [ 1 ; 6 C.
-std::string with_mods(std::string_view key, int mods);
 // An SGR mouse report at a screen cell; button 0 left, 1 middle, 2 right, 64/65 wheel.
 std::string mouse(int row, int col, int button = 0, bool pressed = true);
 // Text wrapped as a bracketed paste.

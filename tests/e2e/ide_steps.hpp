@@ -1,22 +1,13 @@
-// Steps that end-to-end tests of the IDE share: reading files, waiting for the status line,
-// answering boxes and quitting.
+// Steps that end-to-end tests of the IDE share: waiting for the status line, answering boxes,
+// menus, projects and quitting.
 #pragma once
-#include <fstream>
-#include <sstream>
-
 #include "harness.hpp"
 
 namespace e2e::steps {
 
+using e2e::read_file;
 using e2e::keys::ctrl;
 namespace fs = std::filesystem;
-
-inline std::string read_file(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
 
 inline e2e::Options at80(std::vector<std::string> args = {}) {
     return e2e::Options().with_size(80, 24).with_env("COLORTERM", "truecolor").with_args(std::move(args));
@@ -29,22 +20,35 @@ inline ::testing::AssertionResult wait_status(e2e::Session& s, const std::string
                       e2e::kDefaultTimeout, text);
 }
 
-inline void quit(e2e::Session& s) {
-    s.send(e2e::keys::alt_char('q'));
+// Backspaces enough to empty an input line.
+inline const std::string kClearLine(40, '\x7f');
+
+// `text` has gone from the screen.
+inline ::testing::AssertionResult wait_gone(e2e::Session& s, const std::string& text) {
+    return s.wait_for([&] { return s.screen().find(text) == std::string::npos; }, e2e::kDefaultTimeout, text);
+}
+
+inline void quit(e2e::Session& s, char key = 'q') {
+    s.send(e2e::keys::alt_char(key));
     ASSERT_TRUE(s.wait_exit());
     EXPECT_EQ(s.exit_status(), e2e::ExitStatus::exited(0));
 }
 
+// Where `text` (ASCII) first stands on the screen, as {row, col}; {-1, -1} when nowhere.
+inline std::pair<int, int> find_text(e2e::Session& s, const std::string& text) {
+    for (int r = 0; r < s.rows(); r++) {
+        std::string cells;  // a byte a cell, 0 for a cell that is not ASCII
+        for (int c = 0; c < s.cols(); c++) cells += s.cell(r, c).text.size() == 1 ? s.cell(r, c).text[0] : '\0';
+        if (size_t c = cells.find(text); c != std::string::npos) return {r, static_cast<int>(c)};
+    }
+    return {-1, -1};
+}
 
 // Clicks the first place where `text` (ASCII) stands on the screen.
 inline void click_text(e2e::Session& s, const std::string& text) {
-    for (int r = 0; r < s.rows(); r++)
-        for (int c = 0; c + (int)text.size() <= s.cols(); c++) {
-            bool match = true;
-            for (size_t i = 0; i < text.size() && match; i++) match = s.cell(r, c + (int)i).text == std::string(1, text[i]);
-            if (match) return s.send(e2e::keys::mouse(r, c + 1));
-        }
-    ADD_FAILURE() << "no " << text << " on\n" << s.screen();
+    auto [row, col] = find_text(s, text);
+    if (row < 0) ADD_FAILURE() << "no " << text << " on\n" << s.screen();
+    else s.send(e2e::keys::mouse(row, col + 1));
 }
 
 // Waits for the box with `text`, answers it with the button `answer`, and waits for it to go.
@@ -52,7 +56,7 @@ inline void answer(e2e::Session& s, const std::string& text, const std::string& 
     ASSERT_TRUE(s.wait_text(text));
     ASSERT_TRUE(s.wait_text("[ " + button + " ]"));
     click_text(s, "[ " + button + " ]");
-    ASSERT_TRUE(s.wait_for([&] { return s.screen().find(text) == std::string::npos; }, e2e::kDefaultTimeout, text));
+    ASSERT_TRUE(wait_gone(s, text));
 }
 
 // Opens a new edit window and waits until it is the active one. The loop keeps one command a
@@ -84,6 +88,12 @@ inline void quit_discarding(e2e::Session& s) {
 inline void write_project(const fs::path& root, const std::string& name, const std::string& build = "") {
     e2e::write_file(root / "nolt.toml", "[package]\nname = \"" + name + "\"\n\n[build]\n" + build);
     e2e::write_file(root / "src/main.nolt", "fn main()\nend main\n");
+}
+
+// A fake compiler called noltc in `dir`: a shell script with this body.
+inline void write_fake_noltc(const fs::path& dir, const std::string& body) {
+    e2e::write_file(dir / "noltc", "#!/bin/sh\n" + body);
+    fs::permissions(dir / "noltc", fs::perms::owner_all);
 }
 
 // `lines` stand on consecutive rows, each starting in the same column.

@@ -18,9 +18,7 @@ TEST_P(Ended, BySignalTheTerminalIsRestoredAndTheSignalTakesItsCourse) {
     const std::string restore = "\033[?1006l\033[?1002l\033[?1000l\033[?2004l\033[0m\033[2J\033[1;1H\033[?1049l\033[0m\033[?25h";
     EXPECT_TRUE(s.output().ends_with(restore));
     EXPECT_TRUE(!s.alt_screen() && s.cursor_visible());
-    termios now = s.modes(), fresh = e2e::Session::fresh_modes();
-    EXPECT_TRUE(now.c_iflag == fresh.c_iflag && now.c_oflag == fresh.c_oflag && now.c_cflag == fresh.c_cflag &&
-                now.c_lflag == fresh.c_lflag && memcmp(now.c_cc, fresh.c_cc, sizeof now.c_cc) == 0);
+    EXPECT_TRUE(s.modes_as_found());
 }
 
 INSTANTIATE_TEST_SUITE_P(Signals, Ended,
