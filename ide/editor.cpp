@@ -63,10 +63,17 @@ void EditWin::set_bounds(Rect r) {
     layout_contents();
 }
 
+// Made again only when the path or the modified flag has changed, or the title was set elsewhere.
 void EditWin::sync_title() {
-    string title = stdlib::is_empty(string(file_path)) ? string("noltide"_t) : concat("noltide - "_t, string(file_path));
-    if (dirty()) title = concat(title, " *"_t);
-    set_title(title);
+    bool modified = dirty();
+    if (title_made && title.get() == title_made.get() && title_path.get() == file_path.get() && title_dirty == modified)
+        return;
+    string made = stdlib::is_empty(string(file_path)) ? string("noltide"_t) : concat("noltide - "_t, string(file_path));
+    if (modified) made = concat(made, " *"_t);
+    set_title(made);
+    title_made = made;
+    title_path = file_path;
+    title_dirty = modified;
 }
 
 void EditWin::layout_contents() {
@@ -141,9 +148,17 @@ void EditWin::delete_selection() { area->delete_selection(); }
 void EditWin::paste(const string& text) { area->paste(text); }
 void EditWin::set_line_numbers(bool on) { area->set_line_numbers(on); }
 
+// Made again only when the path or a flag it shows has changed.
 string EditWin::status_left() {
+    bool locked = read_only(), modified = dirty();
+    int32_t flags = locked | modified << 1 | was_saved << 2;
+    if (left_text && left_path.get() == file_path.get() && left_flags == flags) return string(left_text);
     string shown = stdlib::is_empty(string(file_path)) ? string("untitled"_t) : string(file_path);
-    return concat(shown, status_file_flags(read_only(), dirty(), was_saved));
+    string made = concat(shown, status_file_flags(locked, modified, was_saved));
+    left_text = made;
+    left_path = file_path;
+    left_flags = flags;
+    return made;
 }
 
 // Made again only when a figure it shows has changed.

@@ -49,6 +49,11 @@ public:
     // The last status_right() and the figures it shows: lines, caret line and column, overwrite.
     Member<Text> right_text;
     int32_t right_figures[4] = {-1, -1, -1, -1};
+    // The last title and left status made, with the path object and flags they were made for.
+    Member<Text> title_made, title_path;
+    bool title_dirty = false;
+    Member<Text> left_text, left_path;
+    int32_t left_flags = -1;
 
     // Reads the file at `path` when it is not empty; a file that cannot be read gives an empty
     // buffer under that path.

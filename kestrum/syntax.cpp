@@ -590,10 +590,16 @@ struct SpanPainter {
         return width + (start - measured);
     }
 
-    void span(int32_t start, int32_t end, const Style& style) {
-        if (end <= start) return;
-        int64_t pen = (int64_t)x + (start > 0 ? width_before(start) : 0);
+    // The display width of the bytes before start, where a span from start is drawn.
+    int32_t offset(int32_t start) { return start > 0 ? width_before(start) : 0; }
+
+    void draw(int32_t start, int32_t end, int32_t offset, const Style& style) {
+        int64_t pen = (int64_t)x + offset;
         if (pen <= INT32_MAX) cellbuf_draw_range_in(buf, (int32_t)pen, y, line, start, end, style, clip);
+    }
+
+    void span(int32_t start, int32_t end, const Style& style) {
+        if (end > start) draw(start, end, offset(start), style);
     }
 };
 
@@ -655,16 +661,15 @@ struct SpanList {
     HlSpan spans[kMax];
     int32_t count = 0;
 
-    void add(int32_t start, int32_t end, const Style& style) {
-        if (end <= start) return;
-        if (count < kMax) spans[count] = HlSpan{start, end, style};
+    void add(int32_t start, int32_t end, int32_t offset, const Style& style) {
+        if (count < kMax) spans[count] = HlSpan{start, end, offset, style};
         count++;
     }
     bool complete() const { return count <= kMax; }
 };
 
-// Runs the rules over one line from `stack`; paints through `painter` and lists in `list` when
-// they are given. Nothing here allocates, so the records are read through plain pointers.
+// Runs the rules over one line from `stack`; paints through `painter` when it is given, and then
+// lists the spans in `list` when that is given. Nothing here allocates, so the records are read through plain pointers.
 HlStack run_line(const Lang* l, const SyntaxScheme* scheme, const string& line, const HlStack& stack,
                  SpanPainter* painter, SpanList* list) {
     const char* s = stdlib::c_str(line);
@@ -682,10 +687,11 @@ HlStack run_line(const Lang* l, const SyntaxScheme* scheme, const string& line, 
         }
         if (!hit) matched = ctx->rule_count == 0 ? n - pos : min_int(stdlib::utf8_char_len(s[pos]), n - pos);
         const Text* attribute = hit && len_of(hit->attribute.get()) > 0 ? hit->attribute.get() : ctx->attribute.get();
-        if (painter || list) {
+        if (painter && matched > 0) {
             const Style& style = styles.of(attribute);
-            if (painter) painter->span(pos, pos + matched, style);
-            if (list) list->add(pos, pos + matched, style);
+            int32_t offset = painter->offset(pos);
+            painter->draw(pos, pos + matched, offset, style);
+            if (list) list->add(pos, pos + matched, offset, style);
         }
         if (hit) now = step(now, l, hit->next.get());
         pos += matched;
@@ -734,12 +740,12 @@ void fit_cache(const Root<HlCache>& cache, const Root<Lang>& language, const Roo
 
 // Paints line i of the cache from its kept spans, or runs the rules over it and keeps what they
 // found. The kept spans are painted in the same calls, in the same order, as the rules would
-// paint them, so the cells come out the same; only the rules are not run again.
+// paint them, so the cells come out the same; only the rules and the measuring are not run again.
 HlStack paint_kept(const Root<HlCache>& cache, int32_t i, const string& line, const HlStack& stack,
                    SpanPainter& painter) {
     const HlLine* kept = cache->painted[i].get();
     if (kept && kept->text.get() == line.get() && same_stack(kept->start, stack)) {
-        for (const HlSpan& span : *kept->spans) painter.span(span.start, span.end, span.style);
+        for (const HlSpan& span : *kept->spans) painter.draw(span.start, span.end, span.offset, span.style);
         return kept->end;
     }
     SpanList list;

@@ -205,9 +205,10 @@ HlStack apply_line(const Root<Lang>& lang, const string& line, const HlStack& st
 // never changed in place (an edit stores a new text in the slot), so records 0 .. valid - 1 form
 // a chain: a line whose slot still holds the recorded text object starts in the stack its
 // predecessor ended in, and so ends in the recorded one.
-// One painted stretch of a line: bytes start..end in one style.
+// One painted stretch of a line: bytes start..end in one style, drawn `offset` cells right of
+// the line's start.
 struct HlSpan {
-    int32_t start = 0, end = 0;
+    int32_t start = 0, end = 0, offset = 0;
     Style style;
 };
 

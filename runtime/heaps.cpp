@@ -162,6 +162,18 @@ nolt_block* take_listed_block(uint64_t size) {
         nolt_block** link = &free_lists[cls];
         for (nolt_block* b = *link; b; link = &free_next(b), b = *link) {
             if (b->block_size < size) continue;
+            // The usual case: the rest of the block stays in the same class, so it takes the
+            // block's place in the list and the class stays listed.
+            uint64_t rest_size = b->block_size - size;
+            if (rest_size > NOLT_HEADER_SIZE && size_class(rest_size) == cls && !sw.debug_alloc) {
+                nolt_block* rest = (nolt_block*)((char*)b + size);
+                __builtin_prefetch((char*)rest + 1024, 1);
+                make_free(rest, rest_size);
+                free_next(rest) = free_next(b);
+                *link = rest;
+                b->block_size = size;
+                return b;
+            }
             *link = free_next(b);
             if (!free_lists[cls]) free_mask &= ~(1u << cls);
             if (sw.debug_alloc)
@@ -361,6 +373,9 @@ nolt_block* nolt_machine_expand_heap(uint64_t size) {
         free(base);
         return nullptr;
     }
+    // Large pages where the system offers them: the allocator walks fresh memory in address
+    // order, and one fault per 2 MiB costs far less than one per 4 KiB page. Only advice.
+    madvise(base, total, MADV_HUGEPAGE);
     auto* region = (nolt_region*)base;
     memset(region, 0, sizeof *region);
     region->base = base;
