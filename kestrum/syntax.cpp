@@ -669,7 +669,8 @@ struct SpanList {
 };
 
 // Runs the rules over one line from `stack`; paints through `painter` when it is given, and then
-// lists the spans in `list` when that is given. Nothing here allocates, so the records are read through plain pointers.
+// lists the spans in `list` when that is given. Nothing here allocates, so the records are read
+// through plain pointers.
 HlStack run_line(const Lang* l, const SyntaxScheme* scheme, const string& line, const HlStack& stack,
                  SpanPainter* painter, SpanList* list) {
     const char* s = stdlib::c_str(line);

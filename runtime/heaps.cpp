@@ -162,10 +162,12 @@ nolt_block* take_listed_block(uint64_t size) {
         nolt_block** link = &free_lists[cls];
         for (nolt_block* b = *link; b; link = &free_next(b), b = *link) {
             if (b->block_size < size) continue;
-            // The usual case: the rest of the block stays in the same class, so it takes the
-            // block's place in the list and the class stays listed.
+            // The usual case: the head of a list whose rest stays in the same class. The rest
+            // takes its place, as unlinking it and listing the rest would leave the list, and
+            // the class stays listed.
             uint64_t rest_size = b->block_size - size;
-            if (rest_size > NOLT_HEADER_SIZE && size_class(rest_size) == cls && !sw.debug_alloc) {
+            if (link == &free_lists[cls] && rest_size > NOLT_HEADER_SIZE && size_class(rest_size) == cls &&
+                !sw.debug_alloc) {
                 nolt_block* rest = (nolt_block*)((char*)b + size);
                 __builtin_prefetch((char*)rest + 1024, 1);
                 make_free(rest, rest_size);
