@@ -375,9 +375,6 @@ nolt_block* nolt_machine_expand_heap(uint64_t size) {
         free(base);
         return nullptr;
     }
-    // Large pages where the system offers them: the allocator walks fresh memory in address
-    // order, and one fault per 2 MiB costs far less than one per 4 KiB page. Only advice.
-    madvise(base, total, MADV_HUGEPAGE);
     auto* region = (nolt_region*)base;
     memset(region, 0, sizeof *region);
     region->base = base;
