@@ -82,7 +82,7 @@ void trace_block(nolt_block* block) {
 }
 
 // Reclaims one dead block's accounting; the caller turns it into free space.
-void reclaim_dead(nolt_block* block) {
+inline __attribute__((always_inline)) void reclaim_dead(nolt_block* block) {
     gc_stats.swept++;
     gc_stats.total_freed += block->block_size;
     nolt_owner_purge(payload(block));
