@@ -726,7 +726,8 @@ bool same_stack(const HlStack& a, const HlStack& b) {
 
 // Keeps the cache if it was made for this language and enough slots, else starts it empty; the
 // kept spans go with another scheme too.
-void fit_cache(const Root<HlCache>& cache, const Root<Lang>& language, const Root<SyntaxScheme>& scheme, int32_t slots) {
+void fit_cache(const Root<HlCache>& cache, const Root<Lang>& language, const Root<SyntaxScheme>& scheme,
+               int32_t slots) {
     if (cache->lang.get() != language.get() || !cache->texts || (int32_t)cache->texts->size() < slots) {
         cache->lang = language;
         cache->texts = Array<Member<Text>>::make((uint64_t)slots);

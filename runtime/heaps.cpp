@@ -226,8 +226,8 @@ void race_delay() {
 
 // Counts a block just taken, writes its header and zeroes its payload; the new block counts as
 // reached in the present cycle.
-inline __attribute__((always_inline)) void* init_block(nolt_block* block, uint64_t size, const nolt_type* type, uint32_t flags, uint64_t array_length,
-                 uint64_t zero_bytes) {
+inline __attribute__((always_inline)) void* init_block(nolt_block* block, uint64_t size, const nolt_type* type,
+                                                       uint32_t flags, uint64_t array_length, uint64_t zero_bytes) {
     gc_stats.total_allocated += size;
     gc_stats.live_bytes += size;
     // Every writer excludes the others (the lock, or the lock-free owner alone), so no atomic add.
