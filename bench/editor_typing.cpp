@@ -138,7 +138,6 @@ void BM_IdleEightWindows(benchmark::State& state) {
             s.pump_for(kIdle);
             Cpu rest1 = cpu_of(s.pid());
             double secs = kIdle.count() / 1e3;
-            if (const char* hook = std::getenv("BENCH_IDLE_HOOK")) std::system((std::string(hook) + " " + std::to_string(s.pid())).c_str());
             std::printf("%-18s %14.2f %14.2f\n", name, (rest1.main_ns - rest0.main_ns) / 1e6 / secs,
                         (rest1.other_ns - rest0.other_ns) / 1e6 / secs);
             s.kill();

@@ -63,10 +63,17 @@ void EditWin::set_bounds(Rect r) {
     layout_contents();
 }
 
+// Made again only when the path or the modified flag has changed, or the title was set elsewhere.
 void EditWin::sync_title() {
-    string title = stdlib::is_empty(string(file_path)) ? string("noltide"_t) : concat("noltide - "_t, string(file_path));
-    if (dirty()) title = concat(title, " *"_t);
-    set_title(title);
+    bool modified = dirty();
+    if (title_made && title.get() == title_made.get() && title_path.get() == file_path.get() && title_dirty == modified)
+        return;
+    string made = stdlib::is_empty(string(file_path)) ? string("noltide"_t) : concat("noltide - "_t, string(file_path));
+    if (modified) made = concat(made, " *"_t);
+    set_title(made);
+    title_made = made;
+    title_path = file_path;
+    title_dirty = modified;
 }
 
 void EditWin::layout_contents() {
@@ -92,24 +99,56 @@ bool same_lines(const Root<kestrum::TextArea>& text, const string& saved) {
     return at == n;
 }
 
+// Where each line of `text` starts, and last the length plus one: line i is the bytes from
+// starts[i] up to starts[i + 1] - 1.
+Root<runtime::Array<int32_t>> line_starts(const string& text) {
+    const char* p = stdlib::c_str(text);
+    int32_t n = stdlib::length(text), count = 1;
+    for (int32_t i = 0; i < n; i++) count += p[i] == '\n';
+    Root<runtime::Array<int32_t>> starts = runtime::Array<int32_t>::make((uint64_t)count + 1);
+    int32_t k = 0;
+    starts[k++] = 0;
+    for (int32_t i = 0; i < n; i++)
+        if (p[i] == '\n') starts[k++] = i + 1;
+    starts[k] = n + 1;
+    return starts;
+}
+
 }  // namespace
 
-// An edit never changes a line's text in place; it stores a new text in the line's slot. So the
-// answer holds while every slot and the saved text are the very objects they were when it was
-// found, and the lines are compared with the saved text again only after an edit or a save.
+// An edit never changes a line's text in place; it stores a new text in the line's slot. So a
+// line is compared with the saved line of its index again only when its slot holds another text
+// object than at the last call, and all of them only after a load or a save. Lines without a
+// newline in them equal the saved text joined exactly when each equals the saved line of its
+// index and the counts agree; a line holding a newline, never recorded, is compared the long way.
 bool EditWin::dirty() {
-    int32_t count = area->line_count;
-    bool same = checked_count == count && checked_saved.get() == saved_text.get();
-    for (int32_t i = 0; same && i < count; i++) same = checked_lines[i].get() == area->lines[i].get();
-    if (same) return checked_dirty;
-    int32_t slots = runtime::length(area->lines);
-    if (!checked_lines || (int32_t)checked_lines->size() < slots)
+    int32_t slots = runtime::length(area->lines), count = kestrum::min_int(area->line_count, slots);
+    if (checked_saved.get() != saved_text.get() || !checked_lines || (int32_t)checked_lines->size() < slots) {
         checked_lines = runtime::Array<Member<Text>>::make((uint64_t)slots);
-    checked_dirty = !same_lines(area, string(saved_text));
-    for (int32_t i = 0; i < count; i++) checked_lines[i] = area->lines[i];
-    checked_saved = saved_text;
-    checked_count = count;
-    return checked_dirty;
+        line_same = runtime::Array<bool>::make((uint64_t)slots);
+        saved_starts = line_starts(string(saved_text));
+        checked_saved = saved_text;
+    }
+    // Nothing below allocates: the arrays are read through plain pointers.
+    const char* saved = stdlib::c_str(string(saved_text));
+    const int32_t* starts = saved_starts->data();
+    int32_t saved_count = (int32_t)saved_starts->size() - 1;
+    const Member<Text>* now = area->lines->data();
+    Member<Text>* seen = checked_lines->data();
+    bool* same = line_same->data();
+    bool all = count == saved_count;
+    for (int32_t i = 0; i < count; i++) {
+        const Text* line = now[i].get();
+        if (seen[i].get() != line) {
+            int32_t n = line->length();
+            if (memchr(line->c_str(), '\n', (size_t)n)) return !same_lines(area, string(saved_text));
+            same[i] = i < saved_count && starts[i + 1] - 1 - starts[i] == n &&
+                      memcmp(saved + starts[i], line->c_str(), (size_t)n) == 0;
+            seen[i] = now[i];
+        }
+        all = all && same[i];
+    }
+    return !all;
 }
 
 bool EditWin::saved_once() { return was_saved; }
@@ -141,9 +180,17 @@ void EditWin::delete_selection() { area->delete_selection(); }
 void EditWin::paste(const string& text) { area->paste(text); }
 void EditWin::set_line_numbers(bool on) { area->set_line_numbers(on); }
 
+// Made again only when the path or a flag it shows has changed.
 string EditWin::status_left() {
+    bool locked = read_only(), modified = dirty();
+    int32_t flags = locked | modified << 1 | was_saved << 2;
+    if (left_text && left_path.get() == file_path.get() && left_flags == flags) return string(left_text);
     string shown = stdlib::is_empty(string(file_path)) ? string("untitled"_t) : string(file_path);
-    return concat(shown, status_file_flags(read_only(), dirty(), was_saved));
+    string made = concat(shown, status_file_flags(locked, modified, was_saved));
+    left_text = made;
+    left_path = file_path;
+    left_flags = flags;
+    return made;
 }
 
 // Made again only when a figure it shows has changed.

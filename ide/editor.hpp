@@ -41,14 +41,20 @@ public:
     Member<Text> file_path;   // as given; empty for a buffer with no file
     Member<Text> saved_text;  // the whole text as last read from or written to the file
     bool was_saved = false;   // a save through this window has succeeded
-    // The last answer of dirty(), with the line texts and saved text it was found for.
-    Member<runtime::Array<Member<Text>>> checked_lines;
+    // What dirty() found: the saved text it compared with, where each of its lines starts, and
+    // per line slot the text last compared and whether it equalled the saved line of its index.
     Member<Text> checked_saved;
-    int32_t checked_count = -1;
-    bool checked_dirty = false;
+    Member<runtime::Array<int32_t>> saved_starts;
+    Member<runtime::Array<Member<Text>>> checked_lines;
+    Member<runtime::Array<bool>> line_same;
     // The last status_right() and the figures it shows: lines, caret line and column, overwrite.
     Member<Text> right_text;
     int32_t right_figures[4] = {-1, -1, -1, -1};
+    // The last title and left status made, with the path object and flags they were made for.
+    Member<Text> title_made, title_path;
+    bool title_dirty = false;
+    Member<Text> left_text, left_path;
+    int32_t left_flags = -1;
 
     // Reads the file at `path` when it is not empty; a file that cannot be read gives an empty
     // buffer under that path.

@@ -590,10 +590,16 @@ struct SpanPainter {
         return width + (start - measured);
     }
 
-    void span(int32_t start, int32_t end, const Style& style) {
-        if (end <= start) return;
-        int64_t pen = (int64_t)x + (start > 0 ? width_before(start) : 0);
+    // The display width of the bytes before start, where a span from start is drawn.
+    int32_t offset(int32_t start) { return start > 0 ? width_before(start) : 0; }
+
+    void draw(int32_t start, int32_t end, int32_t offset, const Style& style) {
+        int64_t pen = (int64_t)x + offset;
         if (pen <= INT32_MAX) cellbuf_draw_range_in(buf, (int32_t)pen, y, line, start, end, style, clip);
+    }
+
+    void span(int32_t start, int32_t end, const Style& style) {
+        if (end > start) draw(start, end, offset(start), style);
     }
 };
 
@@ -647,18 +653,29 @@ void paint_span(const Root<CellBuffer>& buf, int32_t x, int32_t y, const string&
     SpanPainter{buf, line, x, y, clip}.span(start, end, style);
 }
 
-// Nothing here allocates, so the records are read through plain pointers.
-HlStack apply_line(const Root<Lang>& lang, const string& line, const HlStack& stack, const Root<CellBuffer>& buf,
-                   int32_t x, int32_t y, const Root<SyntaxScheme>& scheme, Rect clip, bool paint) {
-    const Lang* l = lang.get();
-    if (!l || l->ctx_count <= 0) {
-        if (paint) cellbuf_draw_text_in(buf, x, y, line, role_style(scheme.get(), -1), clip);
-        return stack;
+namespace {
+
+// The spans of one line in the order they are painted, up to a bound; past it the line is not kept.
+struct SpanList {
+    static constexpr int32_t kMax = 256;
+    HlSpan spans[kMax];
+    int32_t count = 0;
+
+    void add(int32_t start, int32_t end, int32_t offset, const Style& style) {
+        if (count < kMax) spans[count] = HlSpan{start, end, offset, style};
+        count++;
     }
+    bool complete() const { return count <= kMax; }
+};
+
+// Runs the rules over one line from `stack`; paints through `painter` when it is given, and then
+// lists the spans in `list` when that is given. Nothing here allocates, so the records are read
+// through plain pointers.
+HlStack run_line(const Lang* l, const SyntaxScheme* scheme, const string& line, const HlStack& stack,
+                 SpanPainter* painter, SpanList* list) {
     const char* s = stdlib::c_str(line);
     int32_t n = stdlib::length(line);
-    SpanPainter painter{buf, line, x, y, clip};
-    AttributeStyles styles{l, scheme.get(), nullptr, Style{}};
+    AttributeStyles styles{l, scheme, nullptr, Style{}};
     HlStack now = stack;
     for (int32_t pos = 0; pos < n;) {
         const Ctx* ctx = ctx_at(l, stack_top(now));
@@ -671,13 +688,31 @@ HlStack apply_line(const Root<Lang>& lang, const string& line, const HlStack& st
         }
         if (!hit) matched = ctx->rule_count == 0 ? n - pos : min_int(stdlib::utf8_char_len(s[pos]), n - pos);
         const Text* attribute = hit && len_of(hit->attribute.get()) > 0 ? hit->attribute.get() : ctx->attribute.get();
-        if (paint) painter.span(pos, pos + matched, styles.of(attribute));
+        if (painter && matched > 0) {
+            const Style& style = styles.of(attribute);
+            int32_t offset = painter->offset(pos);
+            painter->draw(pos, pos + matched, offset, style);
+            if (list) list->add(pos, pos + matched, offset, style);
+        }
         if (hit) now = step(now, l, hit->next.get());
         pos += matched;
     }
     int32_t top = stack_top(now);
     if (top >= 0 && top < l->ctx_count) now = step(now, l, l->contexts[top]->line_end.get());
     return now;
+}
+
+}  // namespace
+
+HlStack apply_line(const Root<Lang>& lang, const string& line, const HlStack& stack, const Root<CellBuffer>& buf,
+                   int32_t x, int32_t y, const Root<SyntaxScheme>& scheme, Rect clip, bool paint) {
+    const Lang* l = lang.get();
+    if (!l || l->ctx_count <= 0) {
+        if (paint) cellbuf_draw_text_in(buf, x, y, line, role_style(scheme.get(), -1), clip);
+        return stack;
+    }
+    SpanPainter painter{buf, line, x, y, clip};
+    return run_line(l, scheme.get(), line, stack, paint ? &painter : nullptr, nullptr);
 }
 
 namespace {
@@ -689,13 +724,44 @@ bool same_stack(const HlStack& a, const HlStack& b) {
     return true;
 }
 
-// Keeps the cache if it was made for this language and enough slots, else starts it empty.
-void fit_cache(const Root<HlCache>& cache, const Root<Lang>& language, int32_t slots) {
-    if (cache->lang.get() == language.get() && cache->texts && (int32_t)cache->texts->size() >= slots) return;
-    cache->lang = language;
-    cache->texts = Array<Member<Text>>::make((uint64_t)slots);
-    cache->ends = Array<HlStack>::make((uint64_t)slots);
-    cache->valid = 0;
+// Keeps the cache if it was made for this language and enough slots, else starts it empty; the
+// kept spans go with another scheme too.
+void fit_cache(const Root<HlCache>& cache, const Root<Lang>& language, const Root<SyntaxScheme>& scheme,
+               int32_t slots) {
+    if (cache->lang.get() != language.get() || !cache->texts || (int32_t)cache->texts->size() < slots) {
+        cache->lang = language;
+        cache->texts = Array<Member<Text>>::make((uint64_t)slots);
+        cache->ends = Array<HlStack>::make((uint64_t)slots);
+        cache->painted = Root<Array<Member<HlLine>>>();
+        cache->valid = 0;
+    }
+    if (cache->painted && cache->scheme.get() == scheme.get()) return;
+    cache->scheme = scheme;
+    cache->painted = Array<Member<HlLine>>::make(cache->texts->size());
+}
+
+// Paints line i of the cache from its kept spans, or runs the rules over it and keeps what they
+// found. The kept spans are painted in the same calls, in the same order, as the rules would
+// paint them, so the cells come out the same; only the rules and the measuring are not run again.
+HlStack paint_kept(const Root<HlCache>& cache, int32_t i, const string& line, const HlStack& stack,
+                   SpanPainter& painter) {
+    const HlLine* kept = cache->painted[i].get();
+    if (kept && kept->text.get() == line.get() && same_stack(kept->start, stack)) {
+        for (const HlSpan& span : *kept->spans) painter.draw(span.start, span.end, span.offset, span.style);
+        return kept->end;
+    }
+    SpanList list;
+    HlStack end = run_line(cache->lang.get(), cache->scheme.get(), line, stack, &painter, &list);
+    if (!list.complete()) return end;
+    Root<Array<HlSpan>> spans = Array<HlSpan>::make((uint64_t)list.count);
+    for (int32_t k = 0; k < list.count; k++) spans[k] = list.spans[k];
+    if (!cache->painted[i]) cache->painted[i] = runtime::make<HlLine>();
+    HlLine* record = cache->painted[i].get();
+    record->text = line;
+    record->start = stack;
+    record->end = end;
+    record->spans = spans;
+    return end;
 }
 
 }  // namespace
@@ -709,8 +775,8 @@ void paint_lines(const Root<CellBuffer>& buf, const string_array& lines, int32_t
     count = min_int(count, runtime::length(lines));
     // Lines below the painted ones cannot change what is shown.
     int32_t end = (int32_t)std::min<int64_t>(count, (int64_t)first + max_int(rows, 0));
-    bool cached = language && cache;
-    if (cached) fit_cache(cache, language, runtime::length(lines));
+    bool cached = language && language->ctx_count > 0 && cache;
+    if (cached) fit_cache(cache, language, scheme, runtime::length(lines));
     for (int32_t i = 0; i < end; i++) {
         int64_t row = (int64_t)y + i - first;
         bool paint = i >= first && row >= INT32_MIN && row <= INT32_MAX;
@@ -725,7 +791,12 @@ void paint_lines(const Root<CellBuffer>& buf, const string_array& lines, int32_t
             cellbuf_draw_text_in(buf, x, (int32_t)row, line, role_style(scheme.get(), -1), clip);
             continue;
         }
-        stack = apply_line(language, line, stack, buf, x, (int32_t)row, scheme, clip, paint);
+        if (cached && paint) {
+            SpanPainter painter{buf, line, x, (int32_t)row, clip};
+            stack = paint_kept(cache, i, line, stack, painter);
+        } else {
+            stack = apply_line(language, line, stack, buf, x, (int32_t)row, scheme, clip, paint);
+        }
         if (!cached || i > cache->valid) continue;
         if (!recorded || !same_stack(cache->ends[i], stack)) cache->valid = i + 1;
         cache->texts[i] = line;

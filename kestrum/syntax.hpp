@@ -205,13 +205,34 @@ HlStack apply_line(const Root<Lang>& lang, const string& line, const HlStack& st
 // never changed in place (an edit stores a new text in the slot), so records 0 .. valid - 1 form
 // a chain: a line whose slot still holds the recorded text object starts in the stack its
 // predecessor ended in, and so ends in the recorded one.
+// One painted stretch of a line: bytes start..end in one style, drawn `offset` cells right of
+// the line's start.
+struct HlSpan {
+    int32_t start = 0, end = 0, offset = 0;
+    Style style;
+};
+
+// What the rules found on one painted line, kept so that the next frame paints the same spans
+// without running the rules again: valid while the slot holds the same text object, the line
+// starts in the same stack and the cache keeps its language and scheme.
+class HlLine {
+    NOLT_MANAGED(HlLine, void);
+
+public:
+    Member<Text> text;
+    HlStack start, end;
+    Member<Array<HlSpan>> spans;
+};
+
 class HlCache {
     NOLT_MANAGED(HlCache, void);
 
 public:
     Member<Lang> lang;
+    Member<SyntaxScheme> scheme;  // the scheme the kept spans were styled in
     Member<Array<Member<Text>>> texts;
     Member<Array<HlStack>> ends;
+    Member<Array<Member<HlLine>>> painted;  // by line index; null where none is kept
     int32_t valid = 0;
 };
 

@@ -154,7 +154,7 @@ void split_block(nolt_block* block, uint64_t size) {
 namespace {
 
 // First fit over the free lists, from the class of `size` upward.
-nolt_block* take_listed_block(uint64_t size) {
+inline __attribute__((always_inline)) nolt_block* take_listed_block(uint64_t size) {
     int first = size_class(size);
     if (sw.debug_alloc) printf("[Alloc] Looking for block size %zu, class %d\n", (size_t)size, first);
     for (uint32_t classes = free_mask >> first << first; classes; classes &= classes - 1) {
@@ -162,6 +162,20 @@ nolt_block* take_listed_block(uint64_t size) {
         nolt_block** link = &free_lists[cls];
         for (nolt_block* b = *link; b; link = &free_next(b), b = *link) {
             if (b->block_size < size) continue;
+            // The usual case: the head of a list whose rest stays in the same class. The rest
+            // takes its place, as unlinking it and listing the rest would leave the list, and
+            // the class stays listed.
+            uint64_t rest_size = b->block_size - size;
+            if (link == &free_lists[cls] && rest_size > NOLT_HEADER_SIZE && size_class(rest_size) == cls &&
+                !sw.debug_alloc) {
+                nolt_block* rest = (nolt_block*)((char*)b + size);
+                __builtin_prefetch((char*)rest + 1024, 1);
+                make_free(rest, rest_size);
+                free_next(rest) = free_next(b);
+                *link = rest;
+                b->block_size = size;
+                return b;
+            }
             *link = free_next(b);
             if (!free_lists[cls]) free_mask &= ~(1u << cls);
             if (sw.debug_alloc)
@@ -212,8 +226,8 @@ void race_delay() {
 
 // Counts a block just taken, writes its header and zeroes its payload; the new block counts as
 // reached in the present cycle.
-void* init_block(nolt_block* block, uint64_t size, const nolt_type* type, uint32_t flags, uint64_t array_length,
-                 uint64_t zero_bytes) {
+inline __attribute__((always_inline)) void* init_block(nolt_block* block, uint64_t size, const nolt_type* type,
+                                                       uint32_t flags, uint64_t array_length, uint64_t zero_bytes) {
     gc_stats.total_allocated += size;
     gc_stats.live_bytes += size;
     // Every writer excludes the others (the lock, or the lock-free owner alone), so no atomic add.
@@ -268,9 +282,10 @@ void* allocate(const char* who, uint64_t size, const nolt_type* type, uint32_t f
                uint64_t zero_bytes, bool stamp) {
     // The mark phase takes a larger header for a corrupt one and would not keep such a block alive.
     if (size > kMaxMarkableBlock) nolt_heaps_oom_abort(who, size);
-    if (collection_allowed()) {
-        if (__atomic_load_n(&bytes_allocated_since_last_gc, __ATOMIC_RELAXED) >= gc_trigger_threshold) nolt_heaps_gc();
-        else if (sw.torture && !holds_alloc_lock()) nolt_heaps_gc();
+    bool due = __atomic_load_n(&bytes_allocated_since_last_gc, __ATOMIC_RELAXED) >= gc_trigger_threshold;
+    if ((due || sw.torture) && collection_allowed()) {
+        if (due) nolt_heaps_gc();
+        else if (!holds_alloc_lock()) nolt_heaps_gc();
     }
     bool owned = my_token == __atomic_load_n(&owner_token, __ATOMIC_RELAXED);
     void* reference = owned ? allocate_owned(size, type, flags, array_length, zero_bytes) : nullptr;

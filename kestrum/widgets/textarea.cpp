@@ -407,13 +407,17 @@ int32_t TextArea::content_width() {
         width_texts = Array<Member<Text>>::make((uint64_t)max_lines);
         widths = Array<int32_t>::make((uint64_t)max_lines);
     }
-    int32_t widest = 0;
-    for (int32_t i = 0; i < line_count; i++) {
-        if (width_texts[i].get() != lines[i].get()) {
-            widths[i] = text_display_width(at(i));
-            width_texts[i] = at(i);
+    // Read through plain pointers: only a changed line is measured, and measuring allocates nothing.
+    const Member<Text>* now = lines->data();
+    Member<Text>* seen = width_texts->data();
+    int32_t* width = widths->data();
+    int32_t widest = 0, count = min_int(line_count, min_int(runtime::length(lines), runtime::length(width_texts)));
+    for (int32_t i = 0; i < count; i++) {
+        if (seen[i].get() != now[i].get()) {
+            width[i] = text_display_width(at(i));
+            seen[i] = now[i];
         }
-        widest = max_int(widest, widths[i]);
+        widest = max_int(widest, width[i]);
     }
     return widest;
 }

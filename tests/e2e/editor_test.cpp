@@ -35,13 +35,15 @@ TEST(EditorFiles, TypedTextWithAnEndLineIsSavedExactlyAndTheToggleIsKeptInSettin
 // Then a new buffer: the internal clipboard, sent out as OSC 52 too, and a quit that saves.
 TEST(EditorFiles, ClosingAndQuittingAskAboutChangedBuffersAndHonourEachAnswerAndTheClipboardWorks) {
     e2e::TempDir home;
-    e2e::write_file(home.path() / "a.txt", "A");
+    e2e::write_file(home.path() / "a.txt", "A\nB");
     e2e::Session s(NOLTIDE_BIN, at80({"a.txt"}).with_home(home.path()));
     ASSERT_TRUE(wait_status(s, "a.txt"));
-    s.send("x");
-    ASSERT_TRUE(s.wait_text("noltide - a.txt *"));
-    s.send(e2e::keys::backspace);  // back to the text on disk, then changed again
-    ASSERT_TRUE(wait_gone(s, "modified"));
+    for (const std::string& change : {std::string("x"), std::string(e2e::keys::enter)}) {
+        s.send(change);
+        ASSERT_TRUE(s.wait_text("noltide - a.txt *"));
+        s.send(e2e::keys::backspace);  // back to the text on disk, then changed again
+        ASSERT_TRUE(wait_gone(s, "modified"));
+    }
     s.send("x");
     ASSERT_TRUE(s.wait_text("noltide - a.txt *"));
     s.send(e2e::keys::esc);
@@ -50,7 +52,7 @@ TEST(EditorFiles, ClosingAndQuittingAskAboutChangedBuffersAndHonourEachAnswerAnd
     s.send(e2e::keys::esc);
     answer(s, "Save changes to a.txt?", "No");
     ASSERT_TRUE(s.wait_for([&] { return s.row_text(2) == ""; })) << "No closes it";
-    EXPECT_EQ(read_file(home.path() / "a.txt"), "A");
+    EXPECT_EQ(read_file(home.path() / "a.txt"), "A\nB");
 
     s.send(ctrl('n'));
     ASSERT_TRUE(wait_status(s, "untitled"));  // keys typed before the window exists go nowhere
@@ -75,7 +77,7 @@ TEST(EditorFiles, ClosingAndQuittingAskAboutChangedBuffersAndHonourEachAnswerAnd
     // Quit asks in window order, bringing the closed buffer back; Yes saves it.
     s.send(e2e::keys::alt_char('q'));
     answer(s, "Save changes to a.txt?", "Yes");
-    EXPECT_TRUE(s.wait_for([&] { return read_file(home.path() / "a.txt") == "xA"; }));
+    EXPECT_TRUE(s.wait_for([&] { return read_file(home.path() / "a.txt") == "xA\nB"; }));
     // A buffer without a path asks for one; Cancel in the requester stops the quit.
     answer(s, "Save changes?", "Yes");
     ASSERT_TRUE(s.wait_text("\u2524 Save As \u251c"));

@@ -187,14 +187,16 @@ line_end = "pop"
     Lines far(40, "x");
     far[0] = "/* open";
     EXPECT_EQ(paint(t, far, 39, 1), Lines{"C"});
-    // Kept between draws, the end states follow an edit of a line above the ones shown, and back.
+    // Kept between draws, the end states and the spans of a shown line follow an edit of a line
+    // above the ones shown, and back.
     Root<HlCache> cache = runtime::make<HlCache>();
+    Root<SyntaxScheme> scheme = probe_scheme();
     string_array kept = texts({"", "x", "x"});
     Root<CellBuffer> one = cellbuf_create(48, 1);
     for (const char* first : {"/* open", "y", "/* again"}) {
         kept[0] = from_c(first);
         for (int32_t twice = 0; twice < 2; twice++) {
-            paint_lines(one, kept, 3, 2, 1, 0, 0, t, probe_scheme(), rect(0, 0, 48, 1), cache);
+            paint_lines(one, kept, 3, 2, 1, 0, 0, t, scheme, rect(0, 0, 48, 1), cache);
             EXPECT_EQ(roles_of(one, 0), first[0] == '/' ? "C" : ".") << first;
         }
     }
