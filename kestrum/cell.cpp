@@ -266,14 +266,26 @@ inline int32_t next_codepoint(const unsigned char* s, int32_t n, int32_t& i) {
     return decode(s, n, i, i);
 }
 
-// The glyph at `pen` and blanks in the rest of its width, as far as `end` (exclusive). `cell`
-// carries the style; its codepoint is overwritten.
-inline void store_glyph(Cell* row, int64_t pen, int32_t width, int64_t end, int32_t glyph, Cell& cell) {
-    cell.codepoint = glyph;
-    row[pen] = cell;
-    if (width == 1) return;
-    cell.codepoint = CH_SPACE;
-    for (int64_t k = pen + 1; k < pen + width && k < end; k++) row[k] = cell;
+// A style as the last 8 bytes of its cells, stored beside a codepoint in two moves. Building a
+// whole Cell in memory for each glyph and copying it would make the copy wait on the narrower
+// store of the codepoint.
+struct CellTail {
+    uint64_t bytes;
+    explicit CellTail(const Style& style) {
+        Cell cell{0, style};
+        memcpy(&bytes, (const char*)&cell + sizeof(int32_t), sizeof bytes);
+    }
+};
+
+inline void put_cell(Cell* at, int32_t codepoint, CellTail tail) {
+    at->codepoint = codepoint;
+    memcpy((char*)at + sizeof codepoint, &tail.bytes, sizeof tail.bytes);
+}
+
+// The glyph at `pen` and blanks in the rest of its width, as far as `end` (exclusive).
+inline void store_glyph(Cell* row, int64_t pen, int32_t width, int64_t end, int32_t glyph, CellTail tail) {
+    put_cell(row + pen, glyph, tail);
+    for (int64_t k = pen + 1; k < pen + width && k < end; k++) put_cell(row + k, CH_SPACE, tail);
 }
 
 }  // namespace
@@ -307,7 +319,7 @@ void cellbuf_clear(const Root<CellBuffer>& buf, const Style& style) {
 }
 
 void cellbuf_put(const Root<CellBuffer>& buf, int32_t x, int32_t y, int32_t codepoint, const Style& style) {
-    if (inside(buf, x, y)) cells_of(buf)[(int64_t)y * buf->width + x] = Cell{codepoint, style};
+    if (inside(buf, x, y)) put_cell(cells_of(buf) + (int64_t)y * buf->width + x, codepoint, CellTail(style));
 }
 
 Cell cellbuf_get(const Root<CellBuffer>& buf, int32_t x, int32_t y) {
@@ -332,11 +344,11 @@ void cellbuf_draw_text(const Root<CellBuffer>& buf, int32_t x, int32_t y, const 
     const unsigned char* s = bytes_of(text);
     int32_t n = length(text), width = buf->width;
     int64_t pen = x;
-    Cell cell{CH_SPACE, style};
+    CellTail tail(style);
     for (int32_t i = 0; i < n && pen < width;) {
         int32_t w, glyph;
         text_glyph(next_codepoint(s, n, i), pen, w, glyph);
-        if (pen >= 0) store_glyph(row, pen, w, width, glyph, cell);
+        if (pen >= 0) store_glyph(row, pen, w, width, glyph, tail);
         pen += w;
     }
 }
@@ -356,7 +368,7 @@ void cellbuf_draw_range_in(const Root<CellBuffer>& buf, int32_t x, int32_t y, co
     int32_t n = to - from, width = buf->width;
     int64_t right = (int64_t)clip.x + clip.w, end = right < width ? right : width;
     int64_t pen = x, left = clip.x > 0 ? clip.x : 0;
-    Cell cell{CH_SPACE, style};
+    CellTail tail(style);
     for (int32_t i = 0; i < n && pen < end;) {
         int32_t w, glyph;
         text_glyph(next_codepoint(s, n, i), pen, w, glyph);
@@ -364,7 +376,7 @@ void cellbuf_draw_range_in(const Root<CellBuffer>& buf, int32_t x, int32_t y, co
             w = (int32_t)(right - pen);
             glyph = CH_SPACE;
         }
-        if (pen >= left) store_glyph(row, pen, w, end, glyph, cell);
+        if (pen >= left) store_glyph(row, pen, w, end, glyph, tail);
         pen += w;
     }
 }
@@ -379,11 +391,11 @@ void cellbuf_draw_text_hot(const Root<CellBuffer>& buf, int32_t x, int32_t y, co
     int32_t n = length(text), width = buf->width;
     int64_t right = (int64_t)clip.x + clip.w, end = right < width ? right : width;
     int64_t pen = x;
-    Cell cell{CH_SPACE, style}, hot_cell{CH_SPACE, hot};
+    CellTail tail(style), hot_tail(hot);
     for (int32_t i = 0, index = 0; i < n && pen < end; index++) {
         int32_t cp = next_codepoint(s, n, i), w = codepoint_display_width(cp);
         if (pen + w > right) break;
-        if (pen >= clip.x && pen >= 0) store_glyph(row, pen, w, end, cp, index == hot_index ? hot_cell : cell);
+        if (pen >= clip.x && pen >= 0) store_glyph(row, pen, w, end, cp, index == hot_index ? hot_tail : tail);
         pen += w;
     }
 }
