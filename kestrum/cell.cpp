@@ -270,11 +270,8 @@ inline int32_t next_codepoint(const unsigned char* s, int32_t n, int32_t& i) {
 // whole Cell in memory for each glyph and copying it would make the copy wait on the narrower
 // store of the codepoint.
 struct CellTail {
-    uint64_t bytes;
-    explicit CellTail(const Style& style) {
-        Cell cell{0, style};
-        memcpy(&bytes, (const char*)&cell + sizeof(int32_t), sizeof bytes);
-    }
+    uint64_t bytes = 0;  // the style, then the cell's unused byte, 0
+    explicit CellTail(const Style& style) { memcpy(&bytes, (const void*)&style, sizeof style); }
 };
 
 inline void put_cell(Cell* at, int32_t codepoint, CellTail tail) {

@@ -4,6 +4,7 @@
 // one the terminal shows and sends only the cells that differ. Columns count cells, x and y count
 // from 0 at the top left, and text is UTF-8 with bad bytes drawn as their own values.
 #pragma once
+#include <stddef.h>
 #include <stdint.h>
 #include <string.h>
 
@@ -56,7 +57,8 @@ struct Cell {
     uint8_t unused = 0;  // always 0
     bool operator==(const Cell& other) const { return memcmp(this, &other, sizeof(Cell)) == 0; }
 };
-static_assert(sizeof(Style) == 7 && sizeof(Cell) == 12 && std::has_unique_object_representations_v<Cell>,
+static_assert(sizeof(Style) == 7 && sizeof(Cell) == 12 && offsetof(Cell, style) == 4 &&
+                  std::has_unique_object_representations_v<Cell>,
               "styles and cells are packed without padding");
 
 // Row-major: the cell of x, y is cells[y * width + x], and there are exactly width * height.
