@@ -316,7 +316,9 @@ void cellbuf_clear(const Root<CellBuffer>& buf, const Style& style) {
 }
 
 void cellbuf_put(const Root<CellBuffer>& buf, int32_t x, int32_t y, int32_t codepoint, const Style& style) {
-    if (inside(buf, x, y)) put_cell(cells_of(buf) + (int64_t)y * buf->width + x, codepoint, CellTail(style));
+    CellBuffer* b = buf.get();
+    if (b && x >= 0 && y >= 0 && x < b->width && y < b->height)
+        put_cell(b->cells->data() + (int64_t)y * b->width + x, codepoint, CellTail(style));
 }
 
 Cell cellbuf_get(const Root<CellBuffer>& buf, int32_t x, int32_t y) {
@@ -367,6 +369,11 @@ void cellbuf_draw_range_in(const Root<CellBuffer>& buf, int32_t x, int32_t y, co
     int64_t pen = x, left = clip.x > 0 ? clip.x : 0;
     CellTail tail(style);
     for (int32_t i = 0; i < n && pen < end;) {
+        // Printable ASCII from the clip's left edge on, the common case: one cell each.
+        if (s[i] >= 0x20 && s[i] < 0x7F && pen >= left) {
+            put_cell(row + pen++, s[i++], tail);
+            continue;
+        }
         int32_t w, glyph;
         text_glyph(next_codepoint(s, n, i), pen, w, glyph);
         if (pen + w > right) {
@@ -418,7 +425,15 @@ void cellbuf_draw_box_in(const Root<CellBuffer>& buf, Rect r, const Style& style
                          int32_t v, int32_t bl, int32_t b, int32_t br, Rect clip) {
     if (!buf || rect_empty(r)) return;
     int64_t x0 = r.x, y0 = r.y, x1 = x0 + r.w - 1, y1 = y0 + r.h - 1;
-    auto put = [&](int64_t x, int64_t y, int32_t cp) { cellbuf_put_in(buf, x, y, cp, style, clip); };
+    // The cells that may change: the clip within the buffer.
+    Rect area = rect_clip_to_size(clip, buf->width, buf->height);
+    Cell* cells = cells_of(buf);
+    int32_t width = buf->width;
+    CellTail tail(style);
+    auto put = [&](int64_t x, int64_t y, int32_t cp) {
+        if (x >= area.x && x < area.x + area.w && y >= area.y && y < area.y + area.h)
+            put_cell(cells + y * width + x, cp, tail);
+    };
     put(x0, y0, tl);
     if (r.w > 1) put(x1, y0, tr);
     if (r.h > 1) put(x0, y1, bl);
