@@ -549,7 +549,10 @@ struct GlyphRun {
     }
     void add(int32_t cp) {
         if (length > (int32_t)sizeof bytes - 4) send();
-        length += encode(cp, bytes + length);
+        if (cp >= 0 && cp < 0x80)
+            bytes[length++] = (char)cp;
+        else
+            length += encode(cp, bytes + length);
     }
 };
 
@@ -594,7 +597,7 @@ void cellbuf_flush(const Root<Term>& term, const Root<CellBuffer>& next, const R
             }
             if (cell == shown[row + x]) continue;
             int32_t cp = basic && cell.codepoint >= 128 ? codepoint_ascii_fallback(cell.codepoint) : cell.codepoint;
-            int32_t cells = codepoint_display_width(cp);
+            int32_t cells = cp < 0x1100 ? 1 : codepoint_display_width(cp);
             if (cells == 2 && x + 1 >= width) cells = 1;
             if (live) {
                 if (out->cursor_x != x || out->cursor_y != y) {

@@ -54,8 +54,7 @@ struct Seq {
     char bytes[128];
     int32_t length = 0;
 
-    Seq& add(const char* text) {
-        size_t n = strlen(text);
+    Seq& add(const char* text, size_t n) {
         if (length < 0 || length + n >= sizeof bytes) {
             length = -1;
         } else {
@@ -64,16 +63,17 @@ struct Seq {
         }
         return *this;
     }
+    Seq& add(const char* text) { return add(text, strlen(text)); }
     // The decimal digits of `n`, with a minus sign when it is negative.
     Seq& add(int32_t n) {
-        char digits[12];
-        char* at = digits + sizeof digits;
-        *--at = '\0';
+        char digits[11];
+        char* end = digits + sizeof digits;
+        char* at = end;
         uint32_t magnitude = n < 0 ? 0u - (uint32_t)n : (uint32_t)n;
         do *--at = (char)('0' + magnitude % 10);
         while (magnitude /= 10);
         if (n < 0) *--at = '-';
-        return add(at);
+        return add(at, (size_t)(end - at));
     }
 };
 
