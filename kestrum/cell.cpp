@@ -556,6 +556,49 @@ struct GlyphRun {
     }
 };
 
+// The bytes of the last styles a flush sent, so that a style that comes back is copied instead of
+// built again: the same bytes. They are read back from the Term's gathered output right after
+// emit_style_for_depth put them there.
+struct StyleCache {
+    struct Entry {
+        Style style;
+        int32_t length = 0;
+        char bytes[96];
+    };
+    Entry entries[8];
+    int32_t count = 0, oldest = 0;
+
+    const Entry* find(const Style& style) const {
+        for (int32_t i = 0; i < count; i++)
+            if (entries[i].style == style) return &entries[i];
+        return nullptr;
+    }
+    // Sends `style`, from the cache or by emit_style_for_depth.
+    void send(const Root<Term>& term, const Style& style) {
+        if (const Entry* hit = find(style)) {
+            term_send(term, hit->bytes, hit->length);
+            return;
+        }
+        Term* out = term.get();
+        int32_t mark = out->gathered;
+        emit_style_for_depth(term, style);
+        // A write of the gathered bytes in between (near 2 GiB of them) leaves nothing to read.
+        int32_t length = out->gathered - mark;
+        if (out->gathering == 0 || length <= 0 || length > (int32_t)sizeof entries[0].bytes) return;
+        int32_t slot = count;
+        if (count < 8) {
+            count++;
+        } else {
+            slot = oldest;
+            oldest = (oldest + 1) % 8;
+        }
+        Entry& entry = entries[slot];
+        entry.style = style;
+        entry.length = length;
+        memcpy(entry.bytes, out->gather->c_str() + mark, (size_t)length);
+    }
+};
+
 }  // namespace
 
 void cellbuf_flush(const Root<Term>& term, const Root<CellBuffer>& next, const Root<CellBuffer>& prev) {
@@ -581,6 +624,7 @@ void cellbuf_flush(const Root<Term>& term, const Root<CellBuffer>& next, const R
     const Cell* drawn = cells_of(next);
     Cell* shown = cells_of(prev);
     GlyphRun run(term);
+    StyleCache styles;
     bool have_style = false;
     Style current;
     for (int32_t y = 0; y < height; y++) {
@@ -606,7 +650,7 @@ void cellbuf_flush(const Root<Term>& term, const Root<CellBuffer>& next, const R
                 }
                 if (!have_style || !(cell.style == current)) {
                     run.send();
-                    emit_style_for_depth(term, cell.style);
+                    styles.send(term, cell.style);
                     current = cell.style;
                     have_style = true;
                 }
