@@ -120,13 +120,12 @@ int set_attributes(int32_t fd, const struct termios* attributes) {
 // main screen back, attributes reset, the cursor shown.
 Seq close_seq(const TermConfig& config, bool mouse_on, bool in_alt_screen) {
     Seq seq;
-    auto add = [&seq](const char* bytes) { seq.add(bytes); };
-    if (mouse_on || config.mouse) add("\033[?1006l\033[?1002l\033[?1000l");
-    if (!config.basic) add("\033[?2004l");
-    if (in_alt_screen || config.alt_screen) add("\033[0m\033[2J\033[1;1H\033[?1049l");
-    add("\033[0m");
-    if (config.basic && !config.alt_screen) add("\033[2J\033[1;1H");
-    add("\033[?25h");
+    if (mouse_on || config.mouse) seq.add("\033[?1006l\033[?1002l\033[?1000l");
+    if (!config.basic) seq.add("\033[?2004l");
+    if (in_alt_screen || config.alt_screen) seq.add("\033[0m\033[2J\033[1;1H\033[?1049l");
+    seq.add("\033[0m");
+    if (config.basic && !config.alt_screen) seq.add("\033[2J\033[1;1H");
+    seq.add("\033[?25h");
     return seq;
 }
 
