@@ -33,7 +33,9 @@ Rect rect_clip_to_size(Rect r, int32_t w, int32_t h) {
 }
 
 int32_t clamp_byte(int32_t v) { return clamp(v, 0, 255); }
-Color color_rgb(int32_t r, int32_t g, int32_t b) { return Color{clamp_byte(r), clamp_byte(g), clamp_byte(b)}; }
+Color color_rgb(int32_t r, int32_t g, int32_t b) {
+    return Color{(uint8_t)clamp_byte(r), (uint8_t)clamp_byte(g), (uint8_t)clamp_byte(b)};
+}
 Color color_black() { return Color{0, 0, 0}; }
 Color color_white() { return Color{255, 255, 255}; }
 bool color_eq(Color a, Color b) { return a == b; }
@@ -211,11 +213,20 @@ namespace {
 
 Cell* cells_of(const Root<CellBuffer>& buf) { return buf->cells ? buf->cells->data() : nullptr; }
 
-Root<Array<Cell>> blank_cells(int32_t w, int32_t h) {
+// Stores `cell` in `count` slots from `to`, four cells (48 bytes) at a time where it can.
+void fill_cells(Cell* to, int64_t count, const Cell& cell) {
+    int64_t i = 0;
+    if (count >= 4) {
+        const Cell four[4] = {cell, cell, cell, cell};
+        for (; i + 4 <= count; i += 4) memcpy(to + i, four, sizeof four);
+    }
+    for (; i < count; i++) to[i] = cell;
+}
+
+Root<Array<Cell>> filled_cells(int32_t w, int32_t h, const Cell& cell) {
     uint64_t count = (uint64_t)w * (uint64_t)h;
     Root<Array<Cell>> cells = Array<Cell>::make(count);
-    Cell blank;
-    for (uint64_t i = 0; i < count; i++) cells->data()[i] = blank;
+    fill_cells(cells->data(), (int64_t)count, cell);
     return cells;
 }
 
@@ -245,10 +256,33 @@ void text_glyph(int32_t cp, int64_t pen, int32_t& width, int32_t& glyph) {
     }
 }
 
+// The codepoint at s[i] with `i` moved past it: printable ASCII, the common case, without a call.
+inline int32_t next_codepoint(const unsigned char* s, int32_t n, int32_t& i) {
+    int32_t c = s[i];
+    if (c >= 0x20 && c < 0x7F) {
+        i++;
+        return c;
+    }
+    return decode(s, n, i, i);
+}
+
+// A style as the last 8 bytes of its cells, stored beside a codepoint in two moves. Building a
+// whole Cell in memory for each glyph and copying it would make the copy wait on the narrower
+// store of the codepoint.
+struct CellTail {
+    uint64_t bytes = 0;  // the style, then the cell's unused byte, 0
+    explicit CellTail(const Style& style) { memcpy(&bytes, (const void*)&style, sizeof style); }
+};
+
+inline void put_cell(Cell* at, int32_t codepoint, CellTail tail) {
+    at->codepoint = codepoint;
+    memcpy((char*)at + sizeof codepoint, &tail.bytes, sizeof tail.bytes);
+}
+
 // The glyph at `pen` and blanks in the rest of its width, as far as `end` (exclusive).
-void store_glyph(Cell* row, int64_t pen, int32_t width, int64_t end, int32_t glyph, const Style& style) {
-    row[pen] = Cell{glyph, style};
-    for (int64_t k = pen + 1; k < pen + width && k < end; k++) row[k] = Cell{CH_SPACE, style};
+inline void store_glyph(Cell* row, int64_t pen, int32_t width, int64_t end, int32_t glyph, CellTail tail) {
+    put_cell(row + pen, glyph, tail);
+    for (int64_t k = pen + 1; k < pen + width && k < end; k++) put_cell(row + k, CH_SPACE, tail);
 }
 
 }  // namespace
@@ -257,7 +291,7 @@ Root<CellBuffer> cellbuf_create(int32_t w, int32_t h) {
     Root<CellBuffer> buf = runtime::make<CellBuffer>();
     buf->width = w < 0 ? 0 : w;
     buf->height = h < 0 ? 0 : h;
-    buf->cells = blank_cells(buf->width, buf->height);
+    buf->cells = filled_cells(buf->width, buf->height, Cell{});
     return buf;
 }
 
@@ -266,7 +300,7 @@ void cellbuf_resize(const Root<CellBuffer>& buf, int32_t w, int32_t h) {
     w = w < 0 ? 0 : w;
     h = h < 0 ? 0 : h;
     if (w == buf->width && h == buf->height) return;
-    Root<Array<Cell>> cells = blank_cells(w, h);
+    Root<Array<Cell>> cells = filled_cells(w, h, Cell{});
     int32_t keep_w = min_int(w, buf->width), keep_h = min_int(h, buf->height);
     const Cell* old = cells_of(buf);
     for (int32_t y = 0; y < keep_h && keep_w > 0; y++)
@@ -278,13 +312,13 @@ void cellbuf_resize(const Root<CellBuffer>& buf, int32_t w, int32_t h) {
 
 void cellbuf_clear(const Root<CellBuffer>& buf, const Style& style) {
     if (!buf) return;
-    Cell* cells = cells_of(buf);
-    int64_t count = (int64_t)buf->width * buf->height;
-    for (int64_t i = 0; i < count; i++) cells[i] = cell_space(style);
+    fill_cells(cells_of(buf), (int64_t)buf->width * buf->height, cell_space(style));
 }
 
 void cellbuf_put(const Root<CellBuffer>& buf, int32_t x, int32_t y, int32_t codepoint, const Style& style) {
-    if (inside(buf, x, y)) cells_of(buf)[(int64_t)y * buf->width + x] = Cell{codepoint, style};
+    CellBuffer* b = buf.get();
+    if (b && x >= 0 && y >= 0 && x < b->width && y < b->height)
+        put_cell(b->cells->data() + (int64_t)y * b->width + x, codepoint, CellTail(style));
 }
 
 Cell cellbuf_get(const Root<CellBuffer>& buf, int32_t x, int32_t y) {
@@ -295,10 +329,12 @@ Cell cellbuf_get(const Root<CellBuffer>& buf, int32_t x, int32_t y) {
 void cellbuf_fill_rect(const Root<CellBuffer>& buf, Rect r, int32_t codepoint, const Style& style) {
     if (!buf) return;
     Rect area = rect_clip_to_size(r, buf->width, buf->height);
-    for (int32_t y = area.y; y < area.y + area.h; y++) {
-        Cell* row = row_of(buf, y);
-        for (int32_t x = area.x; x < area.x + area.w; x++) row[x] = Cell{codepoint, style};
-    }
+    if (rect_empty(area)) return;
+    Cell cell{codepoint, style};
+    Cell* row = cells_of(buf) + (int64_t)area.y * buf->width + area.x;
+    // A span of whole rows is one run of cells.
+    if (area.w == buf->width) return fill_cells(row, (int64_t)area.w * area.h, cell);
+    for (int32_t y = 0; y < area.h; y++, row += buf->width) fill_cells(row, area.w, cell);
 }
 
 void cellbuf_draw_text(const Root<CellBuffer>& buf, int32_t x, int32_t y, const string& text, const Style& style) {
@@ -307,10 +343,11 @@ void cellbuf_draw_text(const Root<CellBuffer>& buf, int32_t x, int32_t y, const 
     const unsigned char* s = bytes_of(text);
     int32_t n = length(text), width = buf->width;
     int64_t pen = x;
+    CellTail tail(style);
     for (int32_t i = 0; i < n && pen < width;) {
         int32_t w, glyph;
-        text_glyph(decode(s, n, i, i), pen, w, glyph);
-        if (pen >= 0) store_glyph(row, pen, w, width, glyph, style);
+        text_glyph(next_codepoint(s, n, i), pen, w, glyph);
+        if (pen >= 0) store_glyph(row, pen, w, width, glyph, tail);
         pen += w;
     }
 }
@@ -329,15 +366,21 @@ void cellbuf_draw_range_in(const Root<CellBuffer>& buf, int32_t x, int32_t y, co
     const unsigned char* s = bytes_of(text) + from;
     int32_t n = to - from, width = buf->width;
     int64_t right = (int64_t)clip.x + clip.w, end = right < width ? right : width;
-    int64_t pen = x;
+    int64_t pen = x, left = clip.x > 0 ? clip.x : 0;
+    CellTail tail(style);
     for (int32_t i = 0; i < n && pen < end;) {
+        // Printable ASCII from the clip's left edge on, the common case: one cell each.
+        if (s[i] >= 0x20 && s[i] < 0x7F && pen >= left) {
+            put_cell(row + pen++, s[i++], tail);
+            continue;
+        }
         int32_t w, glyph;
-        text_glyph(decode(s, n, i, i), pen, w, glyph);
+        text_glyph(next_codepoint(s, n, i), pen, w, glyph);
         if (pen + w > right) {
             w = (int32_t)(right - pen);
             glyph = CH_SPACE;
         }
-        if (pen >= clip.x && pen >= 0) store_glyph(row, pen, w, end, glyph, style);
+        if (pen >= left) store_glyph(row, pen, w, end, glyph, tail);
         pen += w;
     }
 }
@@ -352,10 +395,11 @@ void cellbuf_draw_text_hot(const Root<CellBuffer>& buf, int32_t x, int32_t y, co
     int32_t n = length(text), width = buf->width;
     int64_t right = (int64_t)clip.x + clip.w, end = right < width ? right : width;
     int64_t pen = x;
+    CellTail tail(style), hot_tail(hot);
     for (int32_t i = 0, index = 0; i < n && pen < end; index++) {
-        int32_t cp = decode(s, n, i, i), w = codepoint_display_width(cp);
+        int32_t cp = next_codepoint(s, n, i), w = codepoint_display_width(cp);
         if (pen + w > right) break;
-        if (pen >= clip.x && pen >= 0) store_glyph(row, pen, w, end, cp, index == hot_index ? hot : style);
+        if (pen >= clip.x && pen >= 0) store_glyph(row, pen, w, end, cp, index == hot_index ? hot_tail : tail);
         pen += w;
     }
 }
@@ -381,7 +425,15 @@ void cellbuf_draw_box_in(const Root<CellBuffer>& buf, Rect r, const Style& style
                          int32_t v, int32_t bl, int32_t b, int32_t br, Rect clip) {
     if (!buf || rect_empty(r)) return;
     int64_t x0 = r.x, y0 = r.y, x1 = x0 + r.w - 1, y1 = y0 + r.h - 1;
-    auto put = [&](int64_t x, int64_t y, int32_t cp) { cellbuf_put_in(buf, x, y, cp, style, clip); };
+    // The cells that may change: the clip within the buffer.
+    Rect area = rect_clip_to_size(clip, buf->width, buf->height);
+    Cell* cells = cells_of(buf);
+    int32_t width = buf->width;
+    CellTail tail(style);
+    auto put = [&](int64_t x, int64_t y, int32_t cp) {
+        if (x >= area.x && x < area.x + area.w && y >= area.y && y < area.y + area.h)
+            put_cell(cells + y * width + x, cp, tail);
+    };
     put(x0, y0, tl);
     if (r.w > 1) put(x1, y0, tr);
     if (r.h > 1) put(x0, y1, bl);
@@ -480,33 +532,105 @@ void emit_style_for_depth(const Root<Term>& term, const Style& style) {
 
 // ---- Frame output ------------------------------------------------------------------------
 
+namespace {
+
+// The glyph bytes of a flush wait here and reach the terminal in one piece before each cursor
+// move or style change and at the end, rather than one call per cell: the same bytes in order.
+struct GlyphRun {
+    const Root<Term>& term;
+    char bytes[1024];
+    int32_t length = 0;
+
+    explicit GlyphRun(const Root<Term>& to) : term(to) {}
+
+    void send() {
+        if (length > 0) term_send(term, bytes, length);
+        length = 0;
+    }
+    void add(int32_t cp) {
+        if (length > (int32_t)sizeof bytes - 4) send();
+        if (cp >= 0 && cp < 0x80)
+            bytes[length++] = (char)cp;
+        else
+            length += encode(cp, bytes + length);
+    }
+};
+
+// The bytes of the last styles a flush sent, so that a style that comes back is copied instead of
+// built again: the same bytes. They are read back from the Term's gathered output right after
+// emit_style_for_depth put them there.
+struct StyleCache {
+    struct Entry {
+        Style style;
+        int32_t length = 0;
+        char bytes[96];
+    };
+    Entry entries[8];
+    int32_t count = 0, oldest = 0;
+
+    const Entry* find(const Style& style) const {
+        for (int32_t i = 0; i < count; i++)
+            if (entries[i].style == style) return &entries[i];
+        return nullptr;
+    }
+    // Sends `style`, from the cache or by emit_style_for_depth.
+    void send(const Root<Term>& term, const Style& style) {
+        if (const Entry* hit = find(style)) {
+            term_send(term, hit->bytes, hit->length);
+            return;
+        }
+        Term* out = term.get();
+        int32_t mark = out->gathered;
+        emit_style_for_depth(term, style);
+        // A write of the gathered bytes in between (near 2 GiB of them) leaves nothing to read.
+        int32_t length = out->gathered - mark;
+        if (out->gathering == 0 || length <= 0 || length > (int32_t)sizeof entries[0].bytes) return;
+        int32_t slot = count;
+        if (count < 8) {
+            count++;
+        } else {
+            slot = oldest;
+            oldest = (oldest + 1) % 8;
+        }
+        Entry& entry = entries[slot];
+        entry.style = style;
+        entry.length = length;
+        memcpy(entry.bytes, out->gather->c_str() + mark, (size_t)length);
+    }
+};
+
+}  // namespace
+
 void cellbuf_flush(const Root<Term>& term, const Root<CellBuffer>& next, const Root<CellBuffer>& prev) {
     if (!next || !prev) return;
-    if (prev->width != next->width || prev->height != next->height) {
-        cellbuf_resize(prev, next->width, next->height);
-        Cell marker{-1, style_default()};
-        Cell* cells = cells_of(prev);
-        for (int64_t i = 0, count = (int64_t)prev->width * prev->height; i < count; i++) cells[i] = marker;
-    }
     int32_t width = next->width, height = next->height;
+    if (prev->width != width || prev->height != height) {
+        // Resized and marked in one pass: nothing of the old content would survive the marking.
+        prev->cells = filled_cells(width, height, Cell{-1, style_default()});
+        prev->width = width;
+        prev->height = height;
+    }
     if (width < 1 || height < 1) return;
-    bool live = term && term->is_open;
-    bool basic = term && term->config.basic;
+    Term* out = term ? term.get() : nullptr;
+    bool live = out && out->is_open;
+    bool basic = out && out->config.basic;
     if (live) {
         term_gather_begin(term);
         term_hide_cursor(term);
-        term->cursor_x = term->cursor_y = -1;
+        out->cursor_x = out->cursor_y = -1;
     }
-    // Both arrays stay put for the whole flush: the heap does not move objects, the buffers are
-    // rooted by the caller, and nothing below resizes them.
+    // The Term and both arrays stay put for the whole flush: the heap does not move objects, the
+    // caller roots all three, and nothing below resizes the buffers.
     const Cell* drawn = cells_of(next);
     Cell* shown = cells_of(prev);
+    GlyphRun run(term);
+    StyleCache styles;
     bool have_style = false;
     Style current;
     for (int32_t y = 0; y < height; y++) {
         int64_t row = (int64_t)y * width;
-        // Rows equal byte for byte are equal cell by cell and send nothing; only the others are
-        // walked (cells whose padding bytes differ are still compared field by field below).
+        // Cells hold no padding, so rows equal byte for byte are equal cell by cell: they send
+        // nothing, and only the others are walked.
         if (memcmp(drawn + row, shown + row, sizeof(Cell) * (size_t)width) == 0) continue;
         int32_t skip_until = -1;
         for (int32_t x = 0; x < width; x++) {
@@ -517,19 +641,22 @@ void cellbuf_flush(const Root<Term>& term, const Root<CellBuffer>& next, const R
             }
             if (cell == shown[row + x]) continue;
             int32_t cp = basic && cell.codepoint >= 128 ? codepoint_ascii_fallback(cell.codepoint) : cell.codepoint;
-            int32_t cells = codepoint_display_width(cp);
+            int32_t cells = cp < 0x1100 ? 1 : codepoint_display_width(cp);
             if (cells == 2 && x + 1 >= width) cells = 1;
             if (live) {
-                if (term->cursor_x != x || term->cursor_y != y) term_emit_cup(term, x, y);
+                if (out->cursor_x != x || out->cursor_y != y) {
+                    run.send();
+                    term_emit_cup(term, x, y);
+                }
                 if (!have_style || !(cell.style == current)) {
-                    emit_style_for_depth(term, cell.style);
+                    run.send();
+                    styles.send(term, cell.style);
                     current = cell.style;
                     have_style = true;
                 }
-                char glyph[4];
-                term_send(term, glyph, encode(cp, glyph));
-                term->cursor_x = x + cells;
-                term->cursor_y = y;
+                run.add(cp);
+                out->cursor_x = x + cells;
+                out->cursor_y = y;
             }
             shown[row + x] = cell;
             if (cells == 2) {
@@ -538,7 +665,10 @@ void cellbuf_flush(const Root<Term>& term, const Root<CellBuffer>& next, const R
             }
         }
     }
-    if (live) term_gather_end(term);
+    if (live) {
+        run.send();
+        term_gather_end(term);
+    }
 }
 
 }  // namespace kestrum

@@ -4,7 +4,11 @@
 // one the terminal shows and sends only the cells that differ. Columns count cells, x and y count
 // from 0 at the top left, and text is UTF-8 with bad bytes drawn as their own values.
 #pragma once
+#include <stddef.h>
 #include <stdint.h>
+#include <string.h>
+
+#include <type_traits>
 
 #include "kestrum/term.hpp"
 
@@ -25,10 +29,12 @@ struct Rect {
     bool operator==(const Rect&) const = default;
 };
 
+// Each part 0..255. Colours, styles and cells hold no padding and no loose bits, so that equal
+// values are equal byte for byte: the frame output compares whole rows with memcmp.
 struct Color {
-    int32_t r = 0;
-    int32_t g = 0;
-    int32_t b = 0;
+    uint8_t r = 0;
+    uint8_t g = 0;
+    uint8_t b = 0;
     bool operator==(const Color&) const = default;
 };
 
@@ -36,10 +42,11 @@ struct Color {
 struct Style {
     Color fg{255, 255, 255};
     Color bg;
-    bool bold = false;
-    bool underline = false;
-    bool reverse = false;
-    bool operator==(const Style&) const = default;
+    bool bold : 1 = false;
+    bool underline : 1 = false;
+    bool reverse : 1 = false;
+    uint8_t unused : 5 = 0;  // always 0
+    bool operator==(const Style& other) const { return memcmp(this, &other, sizeof(Style)) == 0; }
 };
 
 // A default-made Cell is a space in style_default(). A codepoint of -1 marks a cell that no drawn
@@ -47,8 +54,12 @@ struct Style {
 struct Cell {
     int32_t codepoint = 0x20;
     Style style;
-    bool operator==(const Cell&) const = default;
+    uint8_t unused = 0;  // always 0
+    bool operator==(const Cell& other) const { return memcmp(this, &other, sizeof(Cell)) == 0; }
 };
+static_assert(sizeof(Style) == 7 && sizeof(Cell) == 12 && offsetof(Cell, style) == 4 &&
+                  std::has_unique_object_representations_v<Cell>,
+              "styles and cells are packed without padding");
 
 // Row-major: the cell of x, y is cells[y * width + x], and there are exactly width * height.
 class CellBuffer {

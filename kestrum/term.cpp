@@ -2,8 +2,6 @@
 
 #include <errno.h>
 #include <poll.h>
-#include <stdarg.h>
-#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/ioctl.h>
@@ -51,34 +49,46 @@ Root<Term> unwrap(const TermResult& result) { return result.is_ok() ? result.unw
 
 namespace {
 
-// One formatted escape sequence; `length` is -1 when it needed its whole buffer or more.
+// One escape sequence; `length` is -1 when it did not fit in 127 bytes.
 struct Seq {
     char bytes[128];
-    int32_t length;
+    int32_t length = 0;
+
+    Seq& add(const char* text, size_t n) {
+        if (length < 0 || length + n >= sizeof bytes) {
+            length = -1;
+        } else {
+            memcpy(bytes + length, text, n);
+            length += (int32_t)n;
+        }
+        return *this;
+    }
+    Seq& add(const char* text) { return add(text, strlen(text)); }
+    // The decimal digits of `n`, with a minus sign when it is negative.
+    Seq& add(int32_t n) {
+        char digits[11];
+        char* end = digits + sizeof digits;
+        char* at = end;
+        uint32_t magnitude = n < 0 ? 0u - (uint32_t)n : (uint32_t)n;
+        do *--at = (char)('0' + magnitude % 10);
+        while (magnitude /= 10);
+        if (n < 0) *--at = '-';
+        return add(at, (size_t)(end - at));
+    }
 };
 
-__attribute__((format(printf, 2, 3))) Seq format_seq(size_t capacity, const char* format, ...) {
-    Seq seq;
-    va_list args;
-    va_start(args, format);
-    int n = vsnprintf(seq.bytes, capacity, format, args);
-    va_end(args);
-    seq.length = n < 0 || (size_t)n >= capacity ? -1 : n;
-    return seq;
-}
-
-Seq seq_esc(const char* text) { return format_seq(128, "\033%s", text); }
-Seq seq_cup(int32_t row, int32_t col) { return format_seq(64, "\033[%d;%dH", row, col); }
+Seq seq_esc(const char* text) { return Seq().add("\033").add(text); }
+Seq seq_cup(int32_t row, int32_t col) { return Seq().add("\033[").add(row).add(";").add(col).add("H"); }
 
 Seq seq_truecolor(bool fg, int32_t r, int32_t g, int32_t b) {
-    return format_seq(64, fg ? "\033[38;2;%d;%d;%dm" : "\033[48;2;%d;%d;%dm", r, g, b);
+    return Seq().add(fg ? "\033[38;2;" : "\033[48;2;").add(r).add(";").add(g).add(";").add(b).add("m");
 }
 
-Seq seq_256(bool fg, int32_t n) { return format_seq(32, fg ? "\033[38;5;%dm" : "\033[48;5;%dm", clamp(n, 0, 255)); }
+Seq seq_256(bool fg, int32_t n) { return Seq().add(fg ? "\033[38;5;" : "\033[48;5;").add(clamp(n, 0, 255)).add("m"); }
 
 Seq seq_16(bool fg, int32_t n) {
     n = clamp(n, 0, 15);
-    return format_seq(16, "\033[%dm", (fg ? 30 : 40) + (n < 8 ? n : n + 52));
+    return Seq().add("\033[").add((fg ? 30 : 40) + (n < 8 ? n : n + 52)).add("m");
 }
 
 int32_t write_seq(int32_t fd, const Seq& seq) { return seq.length < 0 ? -1 : kv_write(fd, seq.bytes, seq.length); }
@@ -110,18 +120,12 @@ int set_attributes(int32_t fd, const struct termios* attributes) {
 // main screen back, attributes reset, the cursor shown.
 Seq close_seq(const TermConfig& config, bool mouse_on, bool in_alt_screen) {
     Seq seq;
-    seq.length = 0;
-    auto add = [&seq](const char* bytes) {
-        size_t n = strlen(bytes);
-        memcpy(seq.bytes + seq.length, bytes, n);
-        seq.length += (int32_t)n;
-    };
-    if (mouse_on || config.mouse) add("\033[?1006l\033[?1002l\033[?1000l");
-    if (!config.basic) add("\033[?2004l");
-    if (in_alt_screen || config.alt_screen) add("\033[0m\033[2J\033[1;1H\033[?1049l");
-    add("\033[0m");
-    if (config.basic && !config.alt_screen) add("\033[2J\033[1;1H");
-    add("\033[?25h");
+    if (mouse_on || config.mouse) seq.add("\033[?1006l\033[?1002l\033[?1000l");
+    if (!config.basic) seq.add("\033[?2004l");
+    if (in_alt_screen || config.alt_screen) seq.add("\033[0m\033[2J\033[1;1H\033[?1049l");
+    seq.add("\033[0m");
+    if (config.basic && !config.alt_screen) seq.add("\033[2J\033[1;1H");
+    seq.add("\033[?25h");
     return seq;
 }
 

@@ -121,7 +121,10 @@ void Window::draw(const Root<CellBuffer>& buf, Rect b, Rect clip, bool, const Ro
     Style frame = active ? theme->frame_style : theme->inactive_style;
     Style head = active ? theme->title_style : theme->inactive_style;
     BoxGlyphs box = theme->box;
-    cellbuf_fill_rect(buf, r, CH_SPACE, frame);
+    // The box covers the border; with the client area at its usual place filling the inside, the
+    // frame's blank fill would be overwritten cell for cell, so it is left out.
+    bool client_covers = !is_minimized() && b.h > 1 && client_x == 1 && client_y == 1;
+    if (!client_covers) cellbuf_fill_rect(buf, r, CH_SPACE, frame);
     cellbuf_draw_box_in(buf, b, frame, box.tl, box.t, box.tr, box.v, box.bl, box.b, box.br, r);
 
     string name(title);

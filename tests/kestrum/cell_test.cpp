@@ -216,3 +216,59 @@ TEST_F(Cells, FlushWritesWholeFramesThroughShortWrites) {
 }
 
 }  // namespace
+
+namespace {
+
+// Today's bytes of two flushes of a small frame: three styles changing back and forth, cells left
+// alone mid-row, wide characters, rows with nothing changed; at each depth and in basic mode.
+TEST_F(Cells, FlushBytesArePinnedAtEachDepth) {
+    Style plain = style_default();
+    Style key = style_make(color_rgb(255, 180, 0), color_rgb(30, 30, 40), true, false, false);
+    Style odd = style_make(color_rgb(10, 20, 30), color_rgb(200, 100, 200), false, true, true);
+    const char* expected[] = {
+        "\033[?25l\033[1;1H\033[0m\033[1mab\033[0m\033[4m\033[7mc\xe6\xbc\xa2" "d\033[0m\033[1mef\033[3;2H"
+        "\033[0mx\033[3;4H\xe2\x95\x94y\033[3;7H\033[0m\033[4m\033[7m\xe5\xad\x97\033[4;8H\033[0m\033[1mz"
+        "\033[?25l\033[1;4H\033[0m\033[1mQ\033[4;1H\033[0m\033[4m\033[7mw",
+        "\033[?25l\033[1;1H\033[0m\033[93m\033[40m\033[1mab\033[0m\033[30m\033[47m\033[4m"
+        "\033[7mc\xe6\xbc\xa2" "d\033[0m\033[93m\033[40m\033[1mef\033[3;2H\033[0m\033[97m\033[40mx"
+        "\033[3;4H\xe2\x95\x94y\033[3;7H\033[0m\033[30m\033[47m\033[4m\033[7m\xe5\xad\x97\033[4;8H\033[0m"
+        "\033[93m\033[40m\033[1mz"
+        "\033[?25l\033[1;4H\033[0m\033[93m\033[40m\033[1mQ\033[4;1H\033[0m\033[30m\033[47m\033[4m\033[7mw",
+        "\033[?25l\033[1;1H\033[0m\033[38;5;214m\033[48;5;16m\033[1mab\033[0m\033[38;5;16m\033[48;5;170m"
+        "\033[4m\033[7mc\xe6\xbc\xa2" "d\033[0m\033[38;5;214m\033[48;5;16m\033[1mef\033[3;2H\033[0m"
+        "\033[38;5;231m\033[48;5;16mx\033[3;4H\xe2\x95\x94y\033[3;7H\033[0m\033[38;5;16m\033[48;5;170m\033[4m"
+        "\033[7m\xe5\xad\x97\033[4;8H\033[0m\033[38;5;214m\033[48;5;16m\033[1mz"
+        "\033[?25l\033[1;4H\033[0m\033[38;5;214m\033[48;5;16m\033[1mQ\033[4;1H\033[0m\033[38;5;16m"
+        "\033[48;5;170m\033[4m\033[7mw",
+        "\033[?25l\033[1;1H\033[0m\033[38;2;255;180;0m\033[48;2;30;30;40m\033[1mab\033[0m\033[38;2;10;20;30m"
+        "\033[48;2;200;100;200m\033[4m\033[7mc\xe6\xbc\xa2" "d\033[0m\033[38;2;255;180;0m\033[48;2;30;30;40m"
+        "\033[1mef\033[3;2H\033[0m\033[38;2;255;255;255m\033[48;2;0;0;0mx\033[3;4H\xe2\x95\x94y\033[3;7H"
+        "\033[0m\033[38;2;10;20;30m\033[48;2;200;100;200m\033[4m\033[7m\xe5\xad\x97\033[4;8H\033[0m"
+        "\033[38;2;255;180;0m\033[48;2;30;30;40m\033[1mz"
+        "\033[?25l\033[1;4H\033[0m\033[38;2;255;180;0m\033[48;2;30;30;40m\033[1mQ\033[4;1H\033[0m"
+        "\033[38;2;10;20;30m\033[48;2;200;100;200m\033[4m\033[7mw",
+        "\033[?25l\033[1;1H\033[0m\033[33m\033[40m\033[1mab\033[0m\033[30m\033[47m\033[4m\033[7mc? d\033[0m"
+        "\033[33m\033[40m\033[1mef\033[3;2H\033[0m\033[37m\033[40mx\033[3;4H+y\033[3;7H\033[0m\033[30m"
+        "\033[47m\033[4m\033[7m? \033[4;8H\033[0m\033[33m\033[40m\033[1mz"
+        "\033[?25l\033[1;4H\033[0m\033[33m\033[40m\033[1mQ\033[4;1H\033[0m\033[30m\033[47m\033[4m\033[7mw",
+    };
+    for (int depth = 0; depth < 5; depth++) {
+        stream::Pipe pipe;
+        Root<Term> term = stream::open_on(pipe.write_end, (ColorDepth)(depth == 4 ? 1 : depth), depth == 4);
+        take(pipe.read_end);
+        Root<CellBuffer> next = cellbuf_create(8, 4), prev = cellbuf_create(8, 4);
+        cellbuf_draw_text(next, 0, 0, "ab"_t, key);
+        cellbuf_draw_text(next, 2, 0, from_c("c\xe6\xbc\xa2" "d"), odd);
+        cellbuf_draw_text(next, 6, 0, "ef"_t, key);
+        cellbuf_draw_text(next, 1, 2, from_c("x \xe2\x95\x94y"), plain);
+        cellbuf_draw_text(next, 6, 2, from_c("\xe5\xad\x97"), odd);
+        cellbuf_draw_text(next, 7, 3, "z"_t, key);
+        cellbuf_flush(term, next, prev);
+        cellbuf_draw_text(next, 3, 0, "Q"_t, key);
+        cellbuf_draw_text(next, 0, 3, "w"_t, odd);
+        cellbuf_flush(term, next, prev);
+        EXPECT_EQ(take(pipe.read_end), expected[depth]) << depth;
+    }
+}
+
+}  // namespace
