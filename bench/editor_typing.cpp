@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -67,6 +68,12 @@ std::vector<Program> programs(const std::string& file) {
     return all;
 }
 
+// A 200x60 terminal; noltide finds the shipped language definitions in the checkout, so its Nolt
+// files are highlighted, as for a user of an installed copy.
+e2e::Options options(const std::filesystem::path& home) {
+    return e2e::Options().with_size(200, 60).with_home(home).with_env("NOLT_HOME", NOLT_SOURCE_DIR);
+}
+
 double ms_since(std::chrono::steady_clock::time_point t0) {
     return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count();
 }
@@ -79,7 +86,7 @@ void BM_TypingSideBySide(benchmark::State& state) {
                     "main us/key", "tick us/key", "bytes/key");
         for (const Program& p : programs("long.nolt")) {
             auto t0 = std::chrono::steady_clock::now();
-            e2e::Session s(p.bin, e2e::Options().with_size(200, 60).with_home(home.path()).with_args(p.args));
+            e2e::Session s(p.bin, options(home.path()).with_args(p.args));
             if (!s.wait_text("the running total")) return state.SkipWithError("the file did not open");
             double startup = ms_since(t0);
             s.send(p.before_typing);
@@ -128,7 +135,7 @@ void BM_IdleEightWindows(benchmark::State& state) {
         std::vector<std::pair<const char*, std::string>> bins{{"noltide", NOLTIDE_BIN}};
         if (const char* before = std::getenv("NOLTIDE_BEFORE")) bins.push_back({"noltide (before)", before});
         for (auto& [name, bin] : bins) {
-            e2e::Session s(bin, e2e::Options().with_size(200, 60).with_home(home.path()).in_dir(home.path()));
+            e2e::Session s(bin, options(home.path()).in_dir(home.path()));
             if (!s.wait_text("f7.nolt")) {
                 std::printf("%s\n", s.screen().c_str());
                 return state.SkipWithError("the project did not open");
