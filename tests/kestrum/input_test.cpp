@@ -212,7 +212,6 @@ TEST(Decoder, FullQueueDropsACompleteSequenceOrWipes) {
     // A complete sequence at the front is dropped to make room, and nothing else is lost.
     Driver room;
     room.feed(ESC "[A" + std::string(DEC_CAP - 3, 'a'));
-    EXPECT_EQ(room.decoder->len, DEC_CAP);
     room.feed("bc");
     room.drain(false);
     EXPECT_TRUE(room.events.size() == size_t(DEC_CAP - 1) && room.events.front() == "'a'" && room.events.back() == "'c'");
@@ -232,7 +231,6 @@ TEST(Decoder, PasteStateAcrossTakesAndClear) {
     driver.feed(ESC "[200~gh" ESC "[201~" ESC "[200~ij" ESC "[1;");
     EXPECT_EQ(decoder_poll_events(driver.decoder, driver.out, kCap), 0);
     decoder_clear(driver.decoder);
-    EXPECT_FALSE(driver.decoder->paste_ready || driver.decoder->in_paste);
     driver.feed("x");
     driver.drain(true);
     EXPECT_EQ(driver.seen(), (Seen{"'x'", "paste:ab", "paste:cdef"}));
