@@ -37,7 +37,6 @@ protected:
 TEST_F(Desktops, CascadeAndTileShareTheContentArea) {
     struct Case { int32_t w, h, n; bool tile; std::vector<Rect> expected; };
     const Case cases[] = {
-        {80, 24, 1, false, {rect(0, 1, 53, 14)}},
         {80, 24, 2, true, {rect(0, 1, 40, 22), rect(40, 1, 40, 22)}},
         {80, 24, 3, true, {rect(0, 1, 40, 11), rect(40, 1, 40, 11), rect(0, 12, 40, 11)}},
         {80, 24, 5, true,

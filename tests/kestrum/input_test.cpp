@@ -129,7 +129,6 @@ TEST(Decoder, EscapeAndAlt) {
         {ESC "\xc3\xa9", {"Escape", "U+00E9"}},
         {ESC "[", {}},
         {ESC "[", {"Escape"}, true},
-        {ESC "[1;5", {"Escape"}, true},
         {ESC "O", {"Escape"}, true},
     });
 }
