@@ -167,12 +167,10 @@ TEST(TextAreaSearch, FindNextSelectsAndWrapsOnce) {
     EXPECT_EQ(state(a), "|");
 }
 
-const Legend& legend(const Root<TextArea>& a) {
-    static Legend l;
+Legend legend(const Root<TextArea>& a) {
     Style base = a->base_style(), rev = base, gutter = a->gutter_style();
     rev.reverse = true;
-    l = {{'.', base}, {'r', rev}, {'g', gutter}, {' ', style_default()}};
-    return l;
+    return {{'.', base}, {'r', rev}, {'g', gutter}, {' ', style_default()}};
 }
 
 TEST(TextAreaView, GutterSelectionCaretMarkAndVerticalBar) {
