@@ -48,8 +48,6 @@ TEST(Session, TheFileOfOneProjectWithOneFile) {
               "last_root = \"/home/u/p\"\n[\"/home/u/p\"]\nactive = 0\nactive_kind = \"editor\"\n"
               "buffers = [\"/home/u/p/f0\"]\nrects = [\"2,2,60,20\"]\nbuild_visible = false\n"
               "build_rect = \"0,0,0,0\"\nrun_visible = false\nrun_rect = \"0,0,0,0\"\n");
-    EXPECT_EQ(s(load_last_root(t(path))), "/home/u/p");
-    EXPECT_EQ(describe(load_project(t(path), "/home/u/p"_t)), "/home/u/p 0 editor | /home/u/p/f0@2,2,60,20 | - 0,0,0,0 - 0,0,0,0");
 
     // Roots the header cannot spell are neither written nor looked up; nine buffers write eight.
     EXPECT_FALSE(save_project(t(path), ""_t, record("/a\"b", 1)));

@@ -1,8 +1,8 @@
 #include "kestrum/syntax.hpp"
 
 #include <stdlib.h>
-#include <sys/stat.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -77,7 +77,7 @@ protected:
     test_support::TempDir tmp;
     std::string dir(const std::string& name, const std::vector<std::pair<std::string, std::string>>& files) {
         std::string path = tmp / name;
-        mkdir(path.c_str(), 0755);
+        std::filesystem::create_directories(path);
         for (auto& [file, text] : files) test_support::write_bytes(path + "/" + file, text);
         return path;
     }
@@ -141,9 +141,7 @@ TEST_F(Syntax, CatalogLoadsDirectoriesInOrder) {
     EXPECT_EQ(g_extra_n, 8);
 
     // The catalog holds 31 languages besides the built-in one.
-    g_ready = false;
-    g_extra_n = 0;
-    unsetenv("NOLT_HOME");
+    SetUp();
     std::vector<std::pair<std::string, std::string>> files;
     for (int i = 0; i < 33; i++) files.push_back({std::to_string(i) + ".toml", file_def("l" + std::to_string(i))});
     add_syntax_dir(from_c(dir("many", files).c_str()));
@@ -152,13 +150,9 @@ TEST_F(Syntax, CatalogLoadsDirectoriesInOrder) {
     for (int i = 0; i < 33; i++) found += find_id(from_c(("l" + std::to_string(i)).c_str())) > 0;
     EXPECT_TRUE(g_n == 32 && found == 31);
 
-    g_ready = false;
-    g_extra_n = 0;
-    std::string root = dir("root", {});
-    dir("root/nolt-stdlib", {});
-    dir("root/nolt-stdlib/kestrum", {});
+    SetUp();
     dir("root/nolt-stdlib/kestrum/syntax.d", {{"n.toml", file_def("nolt")}});
-    setenv("NOLT_HOME", root.c_str(), 1);
+    setenv("NOLT_HOME", (tmp / "root").c_str(), 1);
     EXPECT_EQ(LANG_NOLT(), 1);
 }
 

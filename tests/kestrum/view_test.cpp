@@ -36,13 +36,6 @@ public:
     }
 };
 
-class Box : public Group {
-    NOLT_MANAGED(Box, Group);
-
-public:
-    using Group::Group;
-};
-
 Root<Probe> probe(Root<Group>& group, Rect r, char letter, bool focusable, bool takes_clicks = true) {
     Root<Probe> p = runtime::make<Probe>(r, letter, focusable, takes_clicks);
     group->add(p);
@@ -54,7 +47,7 @@ Event press(int32_t x, int32_t y) { return event_mouse(mouse_event(x, y, mouse_l
 
 class Views : public testing::Test {
 protected:
-    Root<Group> group = runtime::make<Box>(rect(10, 5, 20, 10));
+    Root<Group> group = runtime::make<Group>(rect(10, 5, 20, 10));
 };
 
 TEST_F(Views, TabAndShiftTabSkipWhatCannotTakeFocus) {
