@@ -219,7 +219,7 @@ TEST_F(Cells, FlushWritesWholeFramesThroughShortWrites) {
 
 namespace {
 
-// Today's bytes of two flushes of a small frame: three styles changing back and forth, cells left
+// The exact bytes of two flushes of a small frame: three styles changing back and forth, cells left
 // alone mid-row, wide characters, rows with nothing changed; at each depth and in basic mode.
 TEST_F(Cells, FlushBytesArePinnedAtEachDepth) {
     Style plain = style_default();
