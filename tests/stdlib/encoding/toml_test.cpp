@@ -75,12 +75,21 @@ TEST_F(Toml, FlattensTablesArraysOfTablesAndInlineValues) {
                        "it = {p.q = 's', empty = {}, arr = [1]}\n"),
               expected);
 
-    toml_doc doc = parse("a = 1\na = 2\n[[x]]\na = 1\n[[x]]\na = 2\n[[x]]\n");
-    EXPECT_EQ(doc->count, 4);
+    toml_doc doc = parse("l = ['a', 'b']\na = 1\na = 2\n[[x]]\na = 1\n[[x]]\na = 2\n[[x]]\n");
+    EXPECT_EQ(doc->count, 7);
     EXPECT_EQ(std_of(toml_get_doc(doc, "a"_t).unwrap()), "1");
     EXPECT_EQ(toml_array_count(doc->keys, doc->count, "x"_t), 2);
     EXPECT_TRUE(toml_array_len_doc(doc, "x"_t).is_none());
+    EXPECT_EQ(toml_array_len_doc_or(doc, "l"_t, -1), 2);
+    EXPECT_EQ(std_of(toml_array_item_doc_or(doc, "l"_t, 1, "?"_t)), "b");
+    EXPECT_EQ(std_of(toml_array_item_doc_or(doc, "l"_t, 2, "?"_t)), "?");
     EXPECT_EQ(std_of(toml_array_get(doc->keys, doc->values, doc->count, "x"_t, 1, "a"_t).unwrap()), "2");
+
+    // An index counts by its leading digits; one past the int range does not count.
+    toml_doc shapes = parse("t.3.a = 1\nt.12b.a = 1\nt.99999999999.a = 1\nu.2147483647 = 1\n");
+    EXPECT_EQ(toml_array_count(shapes->keys, 1, "t"_t), 4);
+    EXPECT_EQ(toml_array_count(shapes->keys, 3, "t"_t), 13);
+    EXPECT_EQ(toml_array_count(shapes->keys, 4, "u"_t), INT32_MAX);
 
     // Repeated keys inside inline tables are refused only when written directly in one table.
     EXPECT_EQ(pairs_of("a = {x = {y = 1}, x.y = 2}"), (Pairs{{"a.x.y", "1"}, {"a.x.y", "2"}}));
@@ -199,20 +208,6 @@ TEST_F(Toml, HoldsEveryLimitAtItsBoundary) {
                   std::to_string(inline_table.size() + 4));
     EXPECT_EQ(failure(inline_table + ", z = 2}"), "OutOfRange: toml: inline table exceeds 128 pairs at position " +
                                                       std::to_string(inline_table.size() + 3));
-}
-
-TEST_F(Toml, ReadsArrayShapesWithoutFailing) {
-    toml_doc doc = parse("max = 1\nlist = ['a', 'b']\n");
-    EXPECT_EQ(toml_array_len_doc_or(doc, "list"_t, -1), 2);
-    EXPECT_EQ(toml_array_len_doc_or(doc, "max"_t, -1), -1);
-    EXPECT_EQ(std_of(toml_array_item_doc_or(doc, "list"_t, 1, "?"_t)), "b");
-    EXPECT_EQ(std_of(toml_array_item_doc_or(doc, "list"_t, 2, "?"_t)), "?");
-
-    // An index counts by its leading digits; one past the int range does not count.
-    toml_doc shapes = parse("t.3.a = 1\nt.12b.a = 1\nt.99999999999.a = 1\nu.2147483647 = 1\n");
-    EXPECT_EQ(toml_array_count(shapes->keys, 1, "t"_t), 4);
-    EXPECT_EQ(toml_array_count(shapes->keys, 3, "t"_t), 13);
-    EXPECT_EQ(toml_array_count(shapes->keys, 4, "u"_t), INT32_MAX);
 }
 
 TEST_F(Toml, WriterOutputParsesBack) {
