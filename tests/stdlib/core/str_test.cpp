@@ -59,7 +59,6 @@ TEST_F(Str, SplitKeepsEmptyPiecesAndJoinReturnsALoneItemItself) {
     EXPECT_TRUE(shared_empty(join(none, ","_t)));
     string_array three = split(text("a,,b"), ',');
     ASSERT_EQ(runtime::length(three), 3);
-    EXPECT_STREQ(c_str(three[0]), "a");
     EXPECT_TRUE(shared_empty(three[1]));
     EXPECT_STREQ(c_str(join(three, "--"_t)), "a----b");
     EXPECT_EQ(runtime::length(split(text(","), ',')), 2);
