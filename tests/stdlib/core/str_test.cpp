@@ -2,15 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/boot.hpp"
-
 using namespace stdlib;
 
 namespace {
 
 class Str : public testing::Test {
 protected:
-    void SetUp() override { test_support::boot(); }
     static string text(const char* bytes) { return from_c(bytes); }
     static bool shared_empty(const string& s) { return s.get() == empty_string().get(); }
 };

@@ -6,8 +6,6 @@
 #include <utility>
 #include <vector>
 
-#include "tests/support/boot.hpp"
-
 using namespace stdlib;
 
 namespace {
@@ -41,17 +39,13 @@ std::string failure(const std::string& source, int32_t capacity = max_entries())
     return std::string(kind) + ": " + std_of(e->message);
 }
 
-class Toml : public testing::Test {
-    void SetUp() override { test_support::boot(); }
-};
-
 std::string repeat(const std::string& piece, int n) {
     std::string out;
     for (int i = 0; i < n; i++) out += piece;
     return out;
 }
 
-TEST_F(Toml, FlattensTablesArraysOfTablesAndInlineValues) {
+TEST(Toml, FlattensTablesArraysOfTablesAndInlineValues) {
     EXPECT_EQ(pairs_of(""), Pairs{});
     EXPECT_EQ(pairs_of("# only\n\n  \t# comments\n"), Pairs{});
     EXPECT_EQ(pairs_of("a = 1"), pairs_of("a = 1\n"));
@@ -96,7 +90,7 @@ TEST_F(Toml, FlattensTablesArraysOfTablesAndInlineValues) {
     EXPECT_EQ(pairs_of("a = [1, # one\n  2,\n]"), (Pairs{{"a.0", "1"}, {"a.1", "2"}, {"a.#len", "2"}}));
 }
 
-TEST_F(Toml, KeepsBareValueTextAndDecodesQuotedValues) {
+TEST(Toml, KeepsBareValueTextAndDecodesQuotedValues) {
     EXPECT_EQ(pairs_of("a = 1_000  \nb = 0x10\t# hex\nc = 1979-05-27 07:32:00Z\nd = -inf\n"),
               (Pairs{{"a", "1_000"}, {"b", "0x10"}, {"c", "1979-05-27 07:32:00Z"}, {"d", "-inf"}}));
     EXPECT_EQ(pairs_of("s = \"q\\\"\\\\\\n\\t\\r\\'\"\nt = 'c:\\temp'\nu = \"two\nlines\"  # c\nv = \"\"\n"),
@@ -123,7 +117,7 @@ TEST_F(Toml, KeepsBareValueTextAndDecodesQuotedValues) {
     EXPECT_FALSE(toml_has_key_doc(toml_doc(), "no"_t));
 }
 
-TEST_F(Toml, AcceptsOnlyTheScalarsOfTheDialect) {
+TEST(Toml, AcceptsOnlyTheScalarsOfTheDialect) {
     for (const char* value : {"true", "false", "0", "+0", "-0", "42", "1_000", "0xDEAD_beef", "0o17", "0b1_0", "1.5",
                               "-0.0", "1e5", "1E-0_5", "6.02e+23", "inf", "+nan", "2024-02-31", "1979-05-27",
                               "2024-01-01T10:00:00+01:00", "1979-05-27 07:32:00Z", "1979-05-27t07:32:00.999z",
@@ -135,7 +129,7 @@ TEST_F(Toml, AcceptsOnlyTheScalarsOfTheDialect) {
         EXPECT_EQ(failure("a = " + value), "InvalidInput: toml: invalid value '" + value + "' at position 4");
 }
 
-TEST_F(Toml, ReportsEachFaultWithItsPosition) {
+TEST(Toml, ReportsEachFaultWithItsPosition) {
     const std::pair<const char*, const char*> cases[] = {
         {"a = 1\r\n", "toml: invalid value '1\r' at position 4"},
         {"a = 1\n\r\n", "toml: unexpected token at position 6"},
@@ -171,7 +165,7 @@ TEST_F(Toml, ReportsEachFaultWithItsPosition) {
     EXPECT_EQ(failure("a = 1\n[a#b]\nc = 2\n[[x]] ]]\n[a]]\n"), "ok");
 }
 
-TEST_F(Toml, HoldsEveryLimitAtItsBoundary) {
+TEST(Toml, HoldsEveryLimitAtItsBoundary) {
     EXPECT_EQ(failure("a = " + repeat("[", 32) + repeat("]", 32)), "ok");
     EXPECT_EQ(failure("a = " + repeat("[", 33) + repeat("]", 33)),
               "InvalidInput: toml: nesting too deep (max 32) at position 36");
@@ -210,7 +204,7 @@ TEST_F(Toml, HoldsEveryLimitAtItsBoundary) {
                                                       std::to_string(inline_table.size() + 3));
 }
 
-TEST_F(Toml, WriterOutputParsesBack) {
+TEST(Toml, WriterOutputParsesBack) {
     toml_builder_ref b = toml_builder();
     toml_set_int(b, "a"_t, 1);
     toml_begin_table(b, "t"_t);

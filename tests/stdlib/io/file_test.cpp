@@ -11,7 +11,6 @@
 
 #include "stdlib/io/dir.hpp"
 #include "stdlib/sys/env.hpp"
-#include "tests/support/boot.hpp"
 #include "tests/support/temp_dir.hpp"
 
 using namespace stdlib;
@@ -24,10 +23,7 @@ namespace {
 
 class Files : public testing::Test {
 protected:
-    void SetUp() override {
-        test_support::boot();
-        ASSERT_TRUE(dir.ok());
-    }
+    void SetUp() override { ASSERT_TRUE(dir.ok()); }
     string at(const std::string& name) const { return from_c((dir / name).c_str()); }
     static std::string s(const string& text) { return std::string(c_str(text), (size_t)length(text)); }
 

@@ -9,15 +9,12 @@
 #include <string>
 #include <tuple>
 
-#include "tests/support/boot.hpp"
-
 using namespace stdlib;
 
 namespace {
 
 class Path : public testing::Test {
 protected:
-    void SetUp() override { test_support::boot(); }
     static std::string s(const string& text) { return c_str(text); }
     static string t(const char* bytes) { return from_c(bytes); }
 };

@@ -6,8 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/boot.hpp"
-
 using namespace stdlib;
 
 namespace {
@@ -65,7 +63,6 @@ struct Tree {
 }  // namespace
 
 TEST(OptParse, LeafClassifiesEveryKindOfArgument) {
-    test_support::boot();
     Root<Command> cli = command("prog"_t);
     Root<BoolFlag> verbose = cli->bool_flag("verbose"_t, 'v', false, "Talk"_t);
     Root<IntFlag> count = cli->int_flag("count"_t, 'c', 3, "How many"_t);
@@ -109,7 +106,6 @@ TEST(OptParse, LeafClassifiesEveryKindOfArgument) {
 }
 
 TEST(OptParse, SubcommandsAreSelectedAndGlobalFlagsMustComeFirst) {
-    test_support::boot();
     Tree t;
     EXPECT_EQ(parse(t.root, {}), "no command provided");
     EXPECT_EQ(parse(t.root, {"--", "build", "x"}), "no command provided");
@@ -141,7 +137,6 @@ TEST(OptParse, SubcommandsAreSelectedAndGlobalFlagsMustComeFirst) {
 }
 
 TEST(OptParse, HelpAndVersionWinOverMissingInputButNotOverEarlierErrorsAndLineUpTheirColumns) {
-    test_support::boot();
     Tree t;
     // The columns line up; a 30-byte syntax column widens every line to 32.
     t.root->string_flag("config"_t, 0, ""_t, "Config file"_t);
@@ -202,7 +197,6 @@ TEST(OptParse, HelpAndVersionWinOverMissingInputButNotOverEarlierErrorsAndLineUp
 }
 
 TEST(OptParse, DeclarationFaultsStopTheProgram) {
-    test_support::boot();
     // Each declaration runs on a fresh command "p" in a child process.
     using P = const Root<Command>&;
     auto dies_with = [](void (*declare)(P), const char* message) {

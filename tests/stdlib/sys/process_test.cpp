@@ -11,17 +11,13 @@
 #include <thread>
 
 #include "runtime/objects.hpp"
-#include "tests/support/boot.hpp"
 
 using namespace stdlib;
 
 namespace {
 
-// Boots the runtime in a working directory that exists, which the shell in a child needs.
-void start() {
-    test_support::boot();
-    ASSERT_EQ(chdir("/"), 0);
-}
+// A working directory that exists, which the shell in a child needs.
+void start() { ASSERT_EQ(chdir("/"), 0); }
 
 string_array texts(std::initializer_list<const char*> items) {
     string_array array = Array<Member<Text>>::make(items.size());
