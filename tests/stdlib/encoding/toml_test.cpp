@@ -175,10 +175,7 @@ TEST(Toml, HoldsEveryLimitAtItsBoundary) {
 
     std::string full;
     for (int i = 0; i < 1024; i++) full += "k" + std::to_string(i) + " = " + std::to_string(i) + "\n";
-    toml_doc doc = parse(full + "# trailing comment\n\n   \n");
-    ASSERT_TRUE(doc);
-    EXPECT_EQ(doc->count, 1024);
-    EXPECT_EQ(toml_get_int_doc_or(doc, "k1023"_t, -1), 1023);
+    EXPECT_EQ(toml_get_int_doc_or(parse(full + "# trailing comment\n\n   \n"), "k1023"_t, -1), 1023);
     EXPECT_EQ(failure(full + "k = 1\n"), "OutOfRange: toml: exceeded capacity");
     EXPECT_EQ(failure(full + "[t]\n"), "OutOfRange: toml: exceeded capacity");
     EXPECT_EQ(failure("a = [1, 2, 3]", 3), "OutOfRange: toml: exceeded capacity at position 13");
