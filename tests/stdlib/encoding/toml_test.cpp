@@ -103,8 +103,8 @@ TEST(Toml, KeepsBareValueTextAndDecodesQuotedValues) {
         "min = -2147483648\nover = 2147483648\nunder = -2147483649\nspaced = \"  +7x\"\nnone = \"-\"\n");
     EXPECT_EQ(std_of(toml_get_doc_or(doc, "quoted"_t, "?"_t)), "12");
     const std::pair<const char*, int32_t> ints[] = {
-        {"quoted", 12}, {"bare", 12}, {"f", 12},     {"big", 1},     {"max", INT32_MAX}, {"min", INT32_MIN},
-        {"spaced", 7},  {"over", -1}, {"under", -1}, {"none", -1},   {"missing", -1}};
+        {"quoted", 12}, {"bare", 12}, {"f", 12}, {"big", 1}, {"max", INT32_MAX}, {"min", INT32_MIN},
+        {"spaced", 7}, {"over", -1}, {"under", -1}, {"none", -1}, {"missing", -1}};
     for (auto& [key, value] : ints) EXPECT_EQ(toml_get_int_doc_or(doc, from_c(key), -1), value) << key;
     EXPECT_TRUE(toml_get_int(doc->keys, doc->values, 6, "max"_t).is_none());  // beyond the count given
     EXPECT_EQ(toml_get_bool_doc(doc, "yes"_t).unwrap(), true);
