@@ -10,7 +10,6 @@ TEST(Builtins, ClocksAgreeAndTheLocalOffsetFollowsTheZone) {
     EXPECT_LE(llabs(nolt_time_millis() / 1000 - nolt_time()), 1);
     int32_t subsec = nolt_time_subsec_millis();
     EXPECT_TRUE(subsec >= 0 && subsec < 1000) << subsec;
-    EXPECT_EQ(nolt_clocks_per_sec(), 1000000);
     // Five and a half hours east across midnight at 20:00 UTC; ten hours west, back into the
     // previous year, at 1970-01-01 05:00.
     const std::tuple<const char*, int64_t, int32_t> zones[] = {

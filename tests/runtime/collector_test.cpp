@@ -158,8 +158,7 @@ TEST(Collector, FinalizersRunOnceWhenTheirObjectIsReclaimed) {
     Frame1 frame(&keep);
     keep = nolt_heaps_new_object(&leaf_type);
     nolt_heaps_add_finalizer(keep, count_finalizer);
-    void* dropped = nolt_heaps_new_object(&leaf_type);
-    nolt_heaps_add_finalizer(dropped, count_finalizer);
+    nolt_heaps_add_finalizer(nolt_heaps_new_object(&leaf_type), count_finalizer);
     void* unregistered = nolt_heaps_new_object(&leaf_type);
     nolt_heaps_add_finalizer(unregistered, count_finalizer);
     nolt_heaps_remove_finalizer(unregistered);
@@ -173,8 +172,7 @@ TEST(Collector, FinalizersRunOnceWhenTheirObjectIsReclaimed) {
     // The live object's finalizer is still registered; every other node waits for reuse.
     EXPECT_TRUE(stats[0] == 1u && stats[0] + stats[1] == stats[2] && stats[3] == 64u);
 
-    void* bad = nolt_heaps_new_object(&leaf_type);
-    nolt_heaps_add_finalizer(bad, allocating_finalizer);
+    nolt_heaps_add_finalizer(nolt_heaps_new_object(&leaf_type), allocating_finalizer);
     EXPECT_DEATH((nolt_heaps_gc(), nolt_heaps_test_lazy_sweep_probe(1ull << 40)),
                  "\\[Heaps\\] FATAL: a finalizer allocated from the GC heap.\n  Nolt's finalizer no-allocation rule");
 }

@@ -34,8 +34,7 @@ TEST(RuntimeFs, RemoveTreeRefusesShortPathsAndNeverFollowsALink) {
     TempDir dir;
     ASSERT_TRUE(dir.ok());
     ASSERT_EQ(chdir(dir.path().c_str()), 0);
-    ASSERT_EQ(mkdir("tmp", 0700), 0);
-    ASSERT_EQ(mkdir("tmp/x", 0700), 0);
+    for (const char* sub : {"tmp", "tmp/x"}) ASSERT_EQ(mkdir(sub, 0700), 0);
 
     // A refusal is EINVAL; a walk of a missing path would be ENOENT.
     for (const char* path : {"", "/", "///", "tmp", "tmp/", "./tmp", "/nolt-no-such-top", "tmp/x/..", "tmp/../tmp"}) {

@@ -118,8 +118,6 @@ TEST(StopWorld, WorkersParkWithTheirOwnRootsAndResumeRepeatedly) {
         for (int i = 0; i < kWorkers; i++) {
             ASSERT_TRUE(published[i].suspend(workers[i].id));
             stopped_at[i] = workers[i].progress.load();
-        }
-        for (int i = 0; i < kWorkers; i++) {
             EXPECT_TRUE(published[i].chain == (void*)*workers[i].top && published[i].handoff == workers[i].handoff);
             EXPECT_TRUE(published[i].inflight == *workers[i].inflight && published[i].inflight != kTorn);
         }

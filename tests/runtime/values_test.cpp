@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include "runtime/managed.hpp"
 #include "tests/support/boot.hpp"
 
@@ -13,9 +15,11 @@ using testing::ExitedWithCode;
 
 namespace {
 
-Root<Text> text(const char* bytes) { return make_text(bytes); }
 char* raw(const Root<Text>& t) { return t ? t->bytes() : nullptr; }
 auto line(const char* words) { return Eq(std::string("Runtime error: ") + words + "\n"); }
+std::vector<int32_t> ints(const Root<Array<int32_t>>& array) {
+    return std::vector<int32_t>(array->data(), array->data() + length(array));
+}
 
 TEST(RuntimeTexts, LengthsCapacityFillingAndSearches) {
     test_support::boot();
@@ -33,17 +37,15 @@ TEST(RuntimeTexts, LengthsCapacityFillingAndSearches) {
     nolt_string_sync_length(raw(buffer));
     EXPECT_EQ(buffer->length(), 2);
     nolt_string_set_length(raw(buffer), 1);
-    EXPECT_STREQ(buffer->c_str(), "a");
     nolt_string_store_char(raw(buffer), 0, 'z');
     EXPECT_STREQ(buffer->c_str(), "z");
 
     // Concatenation and searches stop at the first zero byte.
     Root<Text> with_zero = make_text("ab\0cd", 5);
     Root<Text> joined(reinterpret_cast<Text*>(nolt_string_concat(raw(with_zero), "xy"_t->bytes())));
-    EXPECT_EQ(joined->length(), 4);
-    EXPECT_STREQ(joined->c_str(), "abxy");
+    EXPECT_TRUE(joined->equals("abxy")) << joined->c_str();
     EXPECT_EQ(reinterpret_cast<Text*>(nolt_string_dup_c(nullptr))->length(), 0);
-    Root<Text> s = text("a.b.c");
+    Root<Text> s = make_text("a.b.c");
     const int32_t found[][3] = {{'.', 0, 1}, {'.', 2, 3}, {'.', 4, -1}, {'.', 99, -1}, {'\0', 0, -1}};
     for (auto& [c, from, at] : found) EXPECT_EQ(nolt_index_of_char_from(raw(s), (char)c, from), at) << from;
     EXPECT_TRUE(nolt_last_index_of_char(raw(s), '.') == 3 && nolt_last_index_of_char(raw(s), 'q') == -1);
@@ -51,10 +53,9 @@ TEST(RuntimeTexts, LengthsCapacityFillingAndSearches) {
 
 TEST(RuntimeTexts, RunTimeErrorsHaveTheirExactWords) {
     test_support::boot();
-    Root<Text> s = text("abc");
+    Root<Text> s = make_text("abc");
     Root<Text> small(reinterpret_cast<Text*>(nolt_string_alloc(4)));
-    EXPECT_EXIT(nolt_string_check(raw(s), 3), ExitedWithCode(1), line("string index 3 out of bounds (length 3)"));
-    EXPECT_EXIT(s[5], ExitedWithCode(1), line("string index 5 out of bounds (length 3)"));
+    EXPECT_EXIT(s[3], ExitedWithCode(1), line("string index 3 out of bounds (length 3)"));
     EXPECT_EXIT(nolt_string_check(nullptr, 0), ExitedWithCode(1), line("string index 0 on NULL string"));
     EXPECT_EXIT(nolt_string_set_length(nullptr, 0), ExitedWithCode(1), line("set_length on NULL string"));
     EXPECT_EXIT(nolt_string_set_length("abc"_t->bytes(), 1), ExitedWithCode(1),
@@ -73,19 +74,13 @@ TEST(RuntimeTexts, RunTimeErrorsHaveTheirExactWords) {
 
 TEST(RuntimeArrays, AppendAndConcatMakeNewArraysOfTheSameKind) {
     test_support::boot();
-    auto numbers = Array<int32_t>::make(2);
-    (*numbers)[0] = 1;
-    (*numbers)[1] = 2;
-    auto longer = append(numbers, 3);
-    ASSERT_TRUE(length(numbers) == 2 && length(longer) == 3);
-    EXPECT_EQ(longer[2], 3);
     Root<Array<int32_t>> none;
-    EXPECT_EQ(length(append(none, 7)), 1);
+    auto numbers = append(append(none, 1), 2);
+    auto longer = append(numbers, 3);
+    EXPECT_EQ(ints(numbers), (std::vector<int32_t>{1, 2}));
+    EXPECT_EQ(ints(concat(numbers, longer)), (std::vector<int32_t>{1, 2, 1, 2, 3}));
+    EXPECT_EQ(ints(concat(none, numbers)), ints(numbers));
     EXPECT_FALSE(concat(none, Array<int32_t>::make(0)));
-    auto both = concat(numbers, longer);
-    ASSERT_EQ(length(both), 5);
-    EXPECT_EQ(both[4], 3);
-    EXPECT_EQ(length(concat(none, numbers)), 2);
 
     auto names = Array<Member<Text>>::make(0);
     for (const char* word : {"one", "two", "three"}) names = append(names, make_text(word));
@@ -93,8 +88,7 @@ TEST(RuntimeArrays, AppendAndConcatMakeNewArraysOfTheSameKind) {
     auto twice = concat(names, names);
     EXPECT_EQ(nolt_block_of(twice.get())->flags & NOLT_FLAG_POINTER_ARRAY, (uint32_t)NOLT_FLAG_POINTER_ARRAY);
     nolt_heaps_gc();
-    ASSERT_EQ(length(twice), 6);
-    EXPECT_TRUE(twice[5]->equals("three"));
+    EXPECT_TRUE(length(twice) == 6 && twice[5]->equals("three"));
 
     EXPECT_EXIT(numbers[2], ExitedWithCode(1), line("array index 2 out of bounds (length 2)"));
     EXPECT_EXIT(none[0], ExitedWithCode(1), line("array index 0 on NULL/empty array"));

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "stdlib/core/convert.hpp"
-#include "tests/support/boot.hpp"
 
 using namespace stdlib;
 
@@ -16,16 +15,13 @@ std::string contents(const Root<Vec<string>>& vec) {
 }
 
 TEST(VecOfStrings, GrowsByDoublingAndEditsAtTheBoundaries) {
-    test_support::boot();
     auto grown = Vec<string>::create_with_capacity(0);
-    EXPECT_EQ(grown->capacity(), 1);
     for (int32_t i = 0; i < 5; i++) grown->push(to_string(i));
     EXPECT_EQ(grown->capacity(), 8);
     EXPECT_EQ(contents(grown), "0;1;2;3;4;");
     EXPECT_STREQ(c_str(grown->to_array()[4]), "4");
 
     auto vec = Vec<string>::create();
-    EXPECT_EQ(vec->capacity(), 16);
     EXPECT_TRUE(vec->pop().is_none() && vec->first().is_none() && vec->last().is_none());
     EXPECT_TRUE(vec->insert(0, "b"_t) && vec->insert(1, "d"_t));  // at len appends
     EXPECT_FALSE(vec->insert(3, "x"_t));                            // beyond len fails

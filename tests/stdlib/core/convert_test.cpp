@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include "stdlib/core/chars.hpp"
-#include "tests/support/boot.hpp"
 
 using namespace stdlib;
 
@@ -18,7 +17,6 @@ std::string outcome(const Result<int32_t, Error>& result) {
 }
 
 TEST(Convert, ToIntAcceptsExactlyTheIntRangeAndToStringWritesItBack) {
-    test_support::boot();
     const char *overflow = "integer overflow", *garbage = "trailing garbage in integer literal",
                *invalid = "invalid integer literal";
     const std::pair<const char*, const char*> cases[] = {

@@ -3,8 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/support/boot.hpp"
-
 using namespace stdlib;
 using testing::Eq;
 using testing::ExitedWithCode;
@@ -22,7 +20,6 @@ Result<string, Error> load(bool ok) {
 }
 
 TEST(OptionResult, PayloadsStayAliveAndTheWrongVariantPanics) {
-    test_support::boot();
     Option<string> some = lookup(true);
     Result<string, Error> failed = load(false);
     nolt_heaps_gc();

@@ -4,14 +4,12 @@
 
 #include "stdlib/encoding/base64.hpp"
 #include "stdlib/encoding/utf8.hpp"
-#include "tests/support/boot.hpp"
 
 using namespace stdlib;
 
 namespace {
 
 TEST(Encoding, Utf8CountsStartBytesAndBase64PadsAndSwitchesAlphabets) {
-    test_support::boot();
     // lead byte, length: a continuation byte and a byte that leads nothing count as one
     const std::pair<unsigned char, int32_t> leads[] = {{'a', 1}, {0xC3, 2}, {0xE2, 3}, {0xF0, 4}, {0x80, 1}, {0xF8, 1}};
     for (auto [byte, n] : leads) EXPECT_EQ(utf8_char_len(char(byte)), n) << int(byte);

@@ -9,15 +9,12 @@
 #include <string>
 #include <tuple>
 
-#include "tests/support/boot.hpp"
-
 using namespace stdlib;
 
 namespace {
 
 class Path : public testing::Test {
 protected:
-    void SetUp() override { test_support::boot(); }
     static std::string s(const string& text) { return c_str(text); }
     static string t(const char* bytes) { return from_c(bytes); }
 };
@@ -51,8 +48,7 @@ TEST_F(Path, HomeExpansionFollowsHomeAndThePasswordDatabase) {
         {expand_home, "/home/me", "~", "/home/me"}, {expand_home, "/home/me", "~/", "/home/me/"},
         {expand_home, "/home/me", "~/src/x.nolt", "/home/me/src/x.nolt"}, {expand_home, "/home/me", "a/~", "a/~"},
         {expand_home, "/", "~/x", "/x"}, {expand_home, "/", "~/", "/"}, {expand_home, nullptr, "~", "~"},
-        {expand_home, nullptr, "~/x", "~/x"}, {expand_user, nullptr, "~/x", "~/x"}, {expand_home, "", "~", "~"},
-        {expand_home, "", "~/x", "~/x"}, {expand_user, "", "~/x", "~/x"},
+        {expand_home, nullptr, "~/x", "~/x"}, {expand_user, nullptr, "~/x", "~/x"}, {expand_home, "", "~/x", "~/x"},
     };
     for (auto& [op, home, in, out] : cases) {
         if (home) setenv("HOME", home, 1);

@@ -11,17 +11,13 @@
 #include <thread>
 
 #include "runtime/objects.hpp"
-#include "tests/support/boot.hpp"
 
 using namespace stdlib;
 
 namespace {
 
-// Boots the runtime in a working directory that exists, which the shell in a child needs.
-void start() {
-    test_support::boot();
-    ASSERT_EQ(chdir("/"), 0);
-}
+// A working directory that exists, which the shell in a child needs.
+void start() { ASSERT_EQ(chdir("/"), 0); }
 
 string_array texts(std::initializer_list<const char*> items) {
     string_array array = Array<Member<Text>>::make(items.size());
@@ -59,15 +55,13 @@ constexpr const char* kChatty =
     "yes o | head -c 1000000 & yes e | head -c 1000000 >&2; wait; "
     "for i in 1 2 3 4 5 6 7 8; do yes out$i | head -c 70000; yes err$i | head -c 70000 >&2; done";
 
-std::string chatty_expected(const char* first, const char* prefix) {
-    std::string all = repeated(first, 1000000);
-    for (int i = 1; i <= 8; i++) all += repeated(prefix + std::to_string(i), 70000);
-    return all;
-}
-
 void expect_chatty(const Root<ProcessCapture>& capture) {
-    EXPECT_TRUE(capture && bytes(capture->stdout) == chatty_expected("o", "out") &&
-                bytes(capture->stderr) == chatty_expected("e", "err"));
+    std::string out = repeated("o", 1000000), err = repeated("e", 1000000);
+    for (int i = 1; i <= 8; i++) {
+        out += repeated("out" + std::to_string(i), 70000);
+        err += repeated("err" + std::to_string(i), 70000);
+    }
+    EXPECT_TRUE(capture && bytes(capture->stdout) == out && bytes(capture->stderr) == err);
 }
 
 }  // namespace
