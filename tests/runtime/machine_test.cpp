@@ -101,4 +101,6 @@ TEST(MachineFork, ChildCanUseLocksHeldAtTheForkAndParentsAreFree) {
     }
     nolt_machine_lock_acquire(holder.lock);
     nolt_machine_lock_release(holder.lock);
+    nolt_machine_lock_destroy(holder.lock);
+    nolt_machine_lock_destroy(own);
 }
