@@ -289,10 +289,15 @@ bool Application::dispatch_to_desktop(const Event& ev) {
     return result.handled;
 }
 
+// The terminal is read only once poll finds it readable or hung up, and a read of it waits for at
+// least one byte (VMIN 1); so a read of nothing, or a failed one, means the terminal went away, as
+// with a hang-up whose signal never came (a tracer or a parent took it). Without this the loop
+// would spin on the end of the file forever.
 void Application::read_feed() {
     auto count = term_read(term, string(read_buf), READ_CAP);
     int32_t n = count.is_ok() ? count.unwrap_ok() : 0;
     if (n > 0) decoder_feed(decoder, stdlib::substring(string(read_buf), 0, n));
+    else mark_hangup();
 }
 
 void Application::consume_paste() {
@@ -415,7 +420,7 @@ bool Application::wait_for_input() {
     stdlib::poll_clear();
     int32_t slot = stdlib::poll_add(term->in_fd, stdlib::POLLIN());
     collect_poll_fds();
-    return stdlib::poll_wait(POLL_TIMEOUT_MS) > 0 && stdlib::poll_readable(slot);
+    return stdlib::poll_wait(POLL_TIMEOUT_MS) > 0 && (stdlib::poll_readable(slot) || stdlib::poll_hung_up(slot));
 }
 
 int32_t Application::take_events(bool flush) {

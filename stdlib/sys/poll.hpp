@@ -14,6 +14,7 @@ void poll_clear();
 int32_t poll_add(int32_t fd, int32_t events);  // the slot, or -1 if the set is full
 int32_t poll_wait(int32_t timeout_ms);  // number ready; 0 on timeout or signal; -1 on error
 bool poll_readable(int32_t slot);       // false for a slot out of range
+bool poll_hung_up(int32_t slot);        // POLLHUP or POLLERR; false for a slot out of range
 int32_t POLLIN();
 
 }  // namespace stdlib

@@ -72,6 +72,10 @@ TEST_F(Loops, AcceleratorsAndPastesOnTheDesktopRoute) {
     app->do_step();
     EXPECT_EQ(app->take_command(), CMD_QUIT);
     EXPECT_TRUE(app->running);
+
+    close(keys.write_end), keys.write_end = -1;  // the terminal is gone, and no signal says so
+    app->do_step();
+    EXPECT_TRUE(app->hangup && !app->running);
 }
 
 TEST(MessageBoxes, SizeFollowsMessageTitleAndButtons) {
