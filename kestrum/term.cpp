@@ -385,7 +385,8 @@ void term_close(const Root<Term>& term) {
 
 void term_refresh_size(const Root<Term>& term) {
     if (!is_open(term)) return;
-    int32_t width = kv_get_width(term->out_fd), height = kv_get_height(term->out_fd);
+    int32_t width = 0, height = 0;  // one ioctl for both
+    kv_get_winsize(term->out_fd, &width, &height);
     if (width > 0) term->width = width;
     if (height > 0) term->height = height;
 }
