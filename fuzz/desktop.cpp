@@ -5,12 +5,14 @@
 // a menu bar shaped like the IDE's; a few commands are carried out as the IDE does (new window,
 // file tree, clipboard, close, a message box on the modal stack).
 //
-// After every turn: at most MAX_DESKTOP_WINDOWS windows visible; the active index is -1 or a
-// visible window, the only one marked active; every window clamped to the content area and
-// meeting it; every focus index inside its group; the modal stack within its limit; the frame at
-// the terminal's size; and every command that comes out of the desktop a known one. Now and then
-// the desktop is drawn into a buffer larger than the screen, whose cells beyond it must stay as
-// they were.
+// After every turn: at most MAX_DESKTOP_WINDOWS windows visible, plus the file tree and the two
+// output windows, which come back without a check of the limit; the active index is -1 or a
+// visible window, the only one marked active; every window clamped to the content area; every
+// focus index inside its group; the modal stack within its limit; the frame at the terminal's
+// size; and every command that comes out of the desktop a known one. After a resize every visible
+// window meets the content area (a window added to an area too small for its default place may lie
+// beside it until then). Now and then the desktop is drawn into a buffer larger than the screen,
+// whose cells beyond it must stay as they were.
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -274,19 +276,26 @@ struct Desk {
     void check_state() {
         Root<Desktop> desk(app->desktop);
         Rect area = desk->content_rect();
-        check(desk->visible_window_count() <= MAX_DESKTOP_WINDOWS);
+        check(desk->visible_window_count() <= MAX_DESKTOP_WINDOWS + 3);
         check(desk->active_idx >= -1 && desk->active_idx < desk->window_count());
         check(desk->active_idx < 0 || desk->window_at(desk->active_idx)->visible);
         for (int32_t i = 0; i < desk->window_count(); i++) {
             Root<Window> win = desk->window_at(i);
             check(win->active == (i == desk->active_idx) || !win->visible);
             check(win->clamp == area);
-            check(!win->visible || rect_empty(area) || !rect_empty(rect_intersect(win->bounds, area)));
             check_focus(Root<Group>(win.get()));
         }
         check(app->modal_count >= 0 && app->modal_count <= MAX_MODALS);
         check(app->frame->width == max_int(app->term->width, 1) && app->frame->height == max_int(app->term->height, 1));
         check(desk->bounds == rect(0, 0, app->frame->width, app->frame->height));
+    }
+
+    void check_placed() {
+        Rect area = app->desktop->content_rect();
+        for (int32_t i = 0; i < app->desktop->window_count(); i++) {
+            Root<Window> win = app->desktop->window_at(i);
+            check(!win->visible || rect_empty(area) || !rect_empty(rect_intersect(win->bounds, area)));
+        }
     }
 
     void check_focus(const Root<Group>& group) {
@@ -363,10 +372,12 @@ void step(Desk& d, Reader& in) {
         d.send("\x1b[200~" + body + "\x1b[201~");
         break;
     }
-    case 7:
+    case 7: {
         set_size(1 + int32_t(in.below(140)), 1 + int32_t(in.below(50)));
         d.quiet();
+        if (!(d.app->desktop->bounds == screen)) d.check_placed();
         break;
+    }
     case 8: d.quiet(); break;
     case 9: d.check_draw(); break;
     case 10:
