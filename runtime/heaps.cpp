@@ -145,7 +145,7 @@ void split_block(nolt_block* block, uint64_t size) {
     if (sw.debug_alloc)
         printf("[Alloc] Splitting: keeping %zu, remainder %zu at %p\n", (size_t)size,
                (size_t)(block->block_size - size), (void*)rest);
-    __builtin_prefetch((char*)rest + 1024, 1);  // the remainder is often split again, and soon
+    warm_ahead(rest, size);
     make_free(rest, block->block_size - size);
     block->block_size = size;
     add_to_free_list(rest);
@@ -169,7 +169,7 @@ inline __attribute__((always_inline)) nolt_block* take_listed_block(uint64_t siz
             if (link == &free_lists[cls] && rest_size > NOLT_HEADER_SIZE && size_class(rest_size) == cls &&
                 !sw.debug_alloc) {
                 nolt_block* rest = (nolt_block*)((char*)b + size);
-                __builtin_prefetch((char*)rest + 1024, 1);
+                warm_ahead(rest, size);
                 make_free(rest, rest_size);
                 free_next(rest) = free_next(b);
                 *link = rest;
@@ -310,7 +310,7 @@ void* allocate(const char* who, uint64_t size, const nolt_type* type, uint32_t f
         claim_ownership();
         unlock_alloc();
     }
-    if (stamp) nolt_owner_stamp(reference);
+    if (stamp && nolt_owner_harness_on.load(std::memory_order_relaxed)) nolt_owner_stamp(reference);
     race_delay();
     return reference;
 }
