@@ -219,11 +219,13 @@ nolt_block* allocate_from_region(uint64_t size) {
     return block;
 }
 
+__attribute__((noinline)) void read_race_delay() {
+    sw.race_delay_us = read_number("NOLT_GC_RACE_DELAY_US");
+    sw.race_delay_read = true;
+}
+
 inline __attribute__((always_inline)) void race_delay() {
-    if (!sw.race_delay_read) {
-        sw.race_delay_us = read_number("NOLT_GC_RACE_DELAY_US");
-        sw.race_delay_read = true;
-    }
+    if (!sw.race_delay_read) read_race_delay();
     if (sw.race_delay_us) nolt_platform_sleep_us((int64_t)sw.race_delay_us);
 }
 
