@@ -145,7 +145,7 @@ void split_block(nolt_block* block, uint64_t size) {
     if (sw.debug_alloc)
         printf("[Alloc] Splitting: keeping %zu, remainder %zu at %p\n", (size_t)size,
                (size_t)(block->block_size - size), (void*)rest);
-    warm_ahead(rest, size);
+    read_ahead(rest, size);
     make_free(rest, block->block_size - size);
     block->block_size = size;
     add_to_free_list(rest);
@@ -172,7 +172,7 @@ inline __attribute__((always_inline)) nolt_block* take_listed_block(uint64_t siz
             uint64_t rest_size = b->block_size - size;
             if (link == &free_lists[cls] && cls > 0 && rest_size > kClassBound[cls - 1] && !sw.debug_alloc) {
                 nolt_block* rest = (nolt_block*)((char*)b + size);
-                warm_ahead(rest, size);
+                read_ahead(rest, size);
                 make_free(rest, rest_size);
                 free_next(rest) = free_next(b);
                 *link = rest;

@@ -166,9 +166,9 @@ struct SweepPiece {
         while (p < region->end) {
             nolt_block* b = (nolt_block*)p;
             uint64_t remaining = (uint64_t)(region->end - p);
-            __builtin_prefetch(p + 8192);   // the walk reads one header per block, in address order
             visited++;
             if (b->block_size > remaining) break;
+            read_ahead(b, b->block_size);
             if (b->block_size == 0) {
                 if (nolt_block* found = close_run(p)) return found;
                 if (remaining >= NOLT_HEADER_SIZE) {
