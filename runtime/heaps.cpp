@@ -255,7 +255,8 @@ inline __attribute__((always_inline)) void* init_block(nolt_block* block, uint64
 // The lock-free path, for the one thread that owns the heap while no other has allocated: a
 // block straight off the free lists, in a section that a stop waits for. Null when the lists
 // cannot serve the request.
-inline __attribute__((always_inline)) void* allocate_owned(uint64_t size, const nolt_type* type, uint32_t flags, uint64_t array_length, uint64_t zero_bytes) {
+inline __attribute__((always_inline)) void* allocate_owned(uint64_t size, const nolt_type* type, uint32_t flags,
+                                                           uint64_t array_length, uint64_t zero_bytes) {
     nolt_platform_no_stop_begin();
     nolt_block* block = take_listed_block(size);
     void* reference = block ? init_block(block, size, type, flags, array_length, zero_bytes) : nullptr;
