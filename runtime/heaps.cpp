@@ -145,13 +145,17 @@ void split_block(nolt_block* block, uint64_t size) {
     if (sw.debug_alloc)
         printf("[Alloc] Splitting: keeping %zu, remainder %zu at %p\n", (size_t)size,
                (size_t)(block->block_size - size), (void*)rest);
-    __builtin_prefetch((char*)rest + 1024, 1);  // the remainder is often split again, and soon
+    read_ahead(rest, size);
     make_free(rest, block->block_size - size);
     block->block_size = size;
     add_to_free_list(rest);
 }
 
 namespace {
+
+// The largest size of each class but the last: class c holds the sizes above the bound of c - 1.
+constexpr uint64_t kClassBound[NOLT_FREE_LIST_COUNT - 1] = {64,  128, 192,  256,  320,  384,  448,  512,
+                                                            640, 768, 1024, 2048, 4096, 8192, 16384};
 
 // First fit over the free lists, from the class of `size` upward.
 inline __attribute__((always_inline)) nolt_block* take_listed_block(uint64_t size) {
@@ -162,14 +166,13 @@ inline __attribute__((always_inline)) nolt_block* take_listed_block(uint64_t siz
         nolt_block** link = &free_lists[cls];
         for (nolt_block* b = *link; b; link = &free_next(b), b = *link) {
             if (b->block_size < size) continue;
-            // The usual case: the head of a list whose rest stays in the same class. The rest
-            // takes its place, as unlinking it and listing the rest would leave the list, and
-            // the class stays listed.
+            // The usual case: the head of a list whose rest stays in the same class (a block's
+            // class bounds its rest from above). The rest takes its place, as unlinking it and
+            // listing the rest would leave the list, and the class stays listed.
             uint64_t rest_size = b->block_size - size;
-            if (link == &free_lists[cls] && rest_size > NOLT_HEADER_SIZE && size_class(rest_size) == cls &&
-                !sw.debug_alloc) {
+            if (link == &free_lists[cls] && cls > 0 && rest_size > kClassBound[cls - 1] && !sw.debug_alloc) {
                 nolt_block* rest = (nolt_block*)((char*)b + size);
-                __builtin_prefetch((char*)rest + 1024, 1);
+                read_ahead(rest, size);
                 make_free(rest, rest_size);
                 free_next(rest) = free_next(b);
                 *link = rest;
@@ -216,11 +219,13 @@ nolt_block* allocate_from_region(uint64_t size) {
     return block;
 }
 
-void race_delay() {
-    if (!sw.race_delay_read) {
-        sw.race_delay_us = read_number("NOLT_GC_RACE_DELAY_US");
-        sw.race_delay_read = true;
-    }
+__attribute__((noinline)) void read_race_delay() {
+    sw.race_delay_us = read_number("NOLT_GC_RACE_DELAY_US");
+    sw.race_delay_read = true;
+}
+
+inline __attribute__((always_inline)) void race_delay() {
+    if (!sw.race_delay_read) read_race_delay();
     if (sw.race_delay_us) nolt_platform_sleep_us((int64_t)sw.race_delay_us);
 }
 
@@ -250,7 +255,8 @@ inline __attribute__((always_inline)) void* init_block(nolt_block* block, uint64
 // The lock-free path, for the one thread that owns the heap while no other has allocated: a
 // block straight off the free lists, in a section that a stop waits for. Null when the lists
 // cannot serve the request.
-void* allocate_owned(uint64_t size, const nolt_type* type, uint32_t flags, uint64_t array_length, uint64_t zero_bytes) {
+inline __attribute__((always_inline)) void* allocate_owned(uint64_t size, const nolt_type* type, uint32_t flags,
+                                                           uint64_t array_length, uint64_t zero_bytes) {
     nolt_platform_no_stop_begin();
     nolt_block* block = take_listed_block(size);
     void* reference = block ? init_block(block, size, type, flags, array_length, zero_bytes) : nullptr;
@@ -276,46 +282,56 @@ void lock_alloc_shared() {
     }
 }
 
+// The locked path: the free lists and the sweep, then a collection, then a new region.
+__attribute__((noinline)) void* allocate_locked(const char* who, uint64_t size, const nolt_type* type, uint32_t flags,
+                                                uint64_t array_length, uint64_t zero_bytes) {
+    lock_alloc_shared();
+    nolt_block* block = find_free_block(size);
+    if (!block && collection_allowed()) {
+        unlock_alloc();
+        nolt_heaps_gc();
+        lock_alloc_shared();
+        block = find_free_block(size);
+    }
+    if (!block) {
+        if (sw.debug_alloc) printf("[Alloc] No free block found, expanding heap for size %zu\n", (size_t)size);
+        block = allocate_from_region(size);
+        if (!block) {
+            unlock_alloc();
+            nolt_heaps_oom_abort(who, size);
+        }
+    }
+    void* reference = init_block(block, size, type, flags, array_length, zero_bytes);
+    claim_ownership();
+    unlock_alloc();
+    return reference;
+}
+
+// The collection that an allocation may start before it looks for a block.
+__attribute__((noinline)) void collect_before_allocation(bool due) {
+    if (!collection_allowed()) return;
+    if (due || !holds_alloc_lock()) nolt_heaps_gc();
+}
+
 // The walk shared by all allocators: trigger, find or grow, header, zeroing, in-flight slot.
-// Objects get an owner stamp, arrays none.
-void* allocate(const char* who, uint64_t size, const nolt_type* type, uint32_t flags, uint64_t array_length,
-               uint64_t zero_bytes, bool stamp) {
+// Objects get an owner stamp, arrays none. Inlined into each allocator, with the rare paths out
+// of line.
+inline __attribute__((always_inline)) void* allocate(const char* who, uint64_t size, const nolt_type* type,
+                                                     uint32_t flags, uint64_t array_length, uint64_t zero_bytes,
+                                                     bool stamp) {
     // The mark phase takes a larger header for a corrupt one and would not keep such a block alive.
     if (size > kMaxMarkableBlock) nolt_heaps_oom_abort(who, size);
     bool due = __atomic_load_n(&bytes_allocated_since_last_gc, __ATOMIC_RELAXED) >= gc_trigger_threshold;
-    if ((due || sw.torture) && collection_allowed()) {
-        if (due) nolt_heaps_gc();
-        else if (!holds_alloc_lock()) nolt_heaps_gc();
-    }
+    if (due || sw.torture) collect_before_allocation(due);
     bool owned = my_token == __atomic_load_n(&owner_token, __ATOMIC_RELAXED);
     void* reference = owned ? allocate_owned(size, type, flags, array_length, zero_bytes) : nullptr;
-    if (!reference) {
-        lock_alloc_shared();
-        nolt_block* block = find_free_block(size);
-        if (!block && collection_allowed()) {
-            unlock_alloc();
-            nolt_heaps_gc();
-            lock_alloc_shared();
-            block = find_free_block(size);
-        }
-        if (!block) {
-            if (sw.debug_alloc) printf("[Alloc] No free block found, expanding heap for size %zu\n", (size_t)size);
-            block = allocate_from_region(size);
-            if (!block) {
-                unlock_alloc();
-                nolt_heaps_oom_abort(who, size);
-            }
-        }
-        reference = init_block(block, size, type, flags, array_length, zero_bytes);
-        claim_ownership();
-        unlock_alloc();
-    }
-    if (stamp) nolt_owner_stamp(reference);
+    if (!reference) reference = allocate_locked(who, size, type, flags, array_length, zero_bytes);
+    if (stamp && nolt_owner_harness_on.load(std::memory_order_relaxed)) nolt_owner_stamp(reference);
     race_delay();
     return reference;
 }
 
-void* new_object(const char* who, const nolt_type* type, uint32_t flags) {
+inline __attribute__((always_inline)) void* new_object(const char* who, const nolt_type* type, uint32_t flags) {
     if (in_finalizer) nolt_heaps_finalizer_alloc_abort();
     if (!heap_initialized) {
         fprintf(stderr, "[Heaps] ERROR: Heap not initialized\n");
@@ -329,7 +345,8 @@ void* new_object(const char* who, const nolt_type* type, uint32_t flags) {
     return allocate(who, size, type, flags, 0, type->size, true);
 }
 
-void* new_array(const char* who, uint64_t element_size, uint64_t count, const nolt_type* type, uint32_t flags) {
+inline __attribute__((always_inline)) void* new_array(const char* who, uint64_t element_size, uint64_t count,
+                                                      const nolt_type* type, uint32_t flags) {
     if (in_finalizer) nolt_heaps_finalizer_alloc_abort();
     if (!heap_initialized) {
         fprintf(stderr, "[Heaps] ERROR: Heap not initialized\n");

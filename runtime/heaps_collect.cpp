@@ -85,7 +85,7 @@ void trace_block(nolt_block* block) {
 inline __attribute__((always_inline)) void reclaim_dead(nolt_block* block) {
     gc_stats.swept++;
     gc_stats.total_freed += block->block_size;
-    nolt_owner_purge(payload(block));
+    if (nolt_owner_harness_on.load(std::memory_order_relaxed)) nolt_owner_purge(payload(block));
     if (block->flags & NOLT_FLAG_FINALIZER) {
         execute_finalizer(payload(block));
         block->flags &= ~(uint32_t)NOLT_FLAG_FINALIZER;
@@ -166,9 +166,9 @@ struct SweepPiece {
         while (p < region->end) {
             nolt_block* b = (nolt_block*)p;
             uint64_t remaining = (uint64_t)(region->end - p);
-            __builtin_prefetch(p + 1024);  // the walk reads one header per block, in address order
             visited++;
             if (b->block_size > remaining) break;
+            read_ahead(b, b->block_size);
             if (b->block_size == 0) {
                 if (nolt_block* found = close_run(p)) return found;
                 if (remaining >= NOLT_HEADER_SIZE) {

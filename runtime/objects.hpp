@@ -6,6 +6,8 @@
 #include <setjmp.h>
 #include <stdint.h>
 
+#include <atomic>
+
 #include "runtime/heaps.hpp"
 #include "runtime/platform.hpp"
 
@@ -161,7 +163,9 @@ void nolt_objects_atfork_parent(void);
 void nolt_objects_atfork_child(void);
 
 // Owner harness: a debugging aid that records which active object or thread made each object and
-// aborts on an access from elsewhere. Until nolt_owner_harness_enable every call returns at once.
+// aborts on an access from elsewhere. Until nolt_owner_harness_enable every call returns at once;
+// hot paths test nolt_owner_harness_on themselves and skip the call.
+extern std::atomic<bool> nolt_owner_harness_on;
 void nolt_owner_harness_enable(void);
 void nolt_owner_enter_ao(void* object, bool exclusive);
 void nolt_owner_leave_ao(void* object);

@@ -10,6 +10,8 @@
 
 extern "C" {
 
+std::atomic<bool> nolt_owner_harness_on;
+
 namespace {
 
 struct OwnerStamp {
@@ -27,7 +29,6 @@ struct AoContext {
 constexpr int kOwnerBuckets = 64;
 constexpr int kAoDepth = 32;
 
-std::atomic<bool> owner_enabled;
 nolt_platform_mutex* owner_mutex;
 OwnerStamp* owner_buckets[kOwnerBuckets];
 __thread AoContext ao_stack[kAoDepth];
@@ -53,7 +54,7 @@ void drop_stamp(const void* object) {
 }
 
 void probe(void* object, bool write) {
-    if (!owner_enabled.load(std::memory_order_relaxed) || !object) return;
+    if (!nolt_owner_harness_on.load(std::memory_order_relaxed) || !object) return;
     const char* access = write ? "write" : "read";
     const char* violation = nullptr;
     if (finalizer_depth > 0) {
@@ -82,29 +83,29 @@ void probe(void* object, bool write) {
 }  // namespace
 
 void nolt_owner_harness_enable(void) {
-    if (owner_enabled.load()) return;
+    if (nolt_owner_harness_on.load()) return;
     owner_mutex = nolt_platform_mutex_create();
     if (!owner_mutex) {
         fprintf(stderr, "nolt: fatal: mutex creation failed\n");
         abort();
     }
-    owner_enabled.store(true);
+    nolt_owner_harness_on.store(true);
 }
 
 void nolt_owner_enter_ao(void* object, bool exclusive) {
-    if (!owner_enabled.load(std::memory_order_relaxed)) return;
+    if (!nolt_owner_harness_on.load(std::memory_order_relaxed)) return;
     if (ao_depth >= kAoDepth) owner_fatal("AO context stack overflow");
     ao_stack[ao_depth++] = {object, exclusive};
 }
 
 void nolt_owner_leave_ao(void* object) {
-    if (!owner_enabled.load(std::memory_order_relaxed)) return;
+    if (!nolt_owner_harness_on.load(std::memory_order_relaxed)) return;
     if (ao_depth == 0 || ao_stack[ao_depth - 1].object != object) owner_fatal("AO context stack mismatch on leave");
     ao_depth--;
 }
 
 void nolt_owner_stamp(void* object) {
-    if (!owner_enabled.load(std::memory_order_relaxed) || !object) return;
+    if (!nolt_owner_harness_on.load(std::memory_order_relaxed) || !object) return;
     auto* stamp = (OwnerStamp*)malloc(sizeof(OwnerStamp));
     if (!stamp) owner_fatal("out of memory stamping object");
     *stamp = {object, ao_depth > 0 ? ao_stack[ao_depth - 1].object : nullptr, nolt_platform_thread_self_id(), nullptr};
@@ -116,7 +117,7 @@ void nolt_owner_stamp(void* object) {
 }
 
 void nolt_owner_purge(void* object) {
-    if (!owner_enabled.load(std::memory_order_relaxed) || !object) return;
+    if (!nolt_owner_harness_on.load(std::memory_order_relaxed) || !object) return;
     nolt_platform_mutex_lock(owner_mutex);
     drop_stamp(object);
     nolt_platform_mutex_unlock(owner_mutex);
@@ -130,15 +131,15 @@ void nolt_owner_finalizer_leave(void) {
 }
 
 void nolt_owner_atfork_prepare(void) {
-    if (owner_enabled.load()) nolt_platform_mutex_lock(owner_mutex);
+    if (nolt_owner_harness_on.load()) nolt_platform_mutex_lock(owner_mutex);
 }
 
 void nolt_owner_atfork_parent(void) {
-    if (owner_enabled.load()) nolt_platform_mutex_unlock(owner_mutex);
+    if (nolt_owner_harness_on.load()) nolt_platform_mutex_unlock(owner_mutex);
 }
 
 void nolt_owner_atfork_child(void) {
-    if (!owner_enabled.load()) return;
+    if (!nolt_owner_harness_on.load()) return;
     owner_mutex = nolt_platform_mutex_create();
     for (OwnerStamp*& bucket : owner_buckets)
         while (OwnerStamp* stamp = bucket) {
