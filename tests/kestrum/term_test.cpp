@@ -2,7 +2,6 @@
 
 #include <stdlib.h>
 #include <string.h>
-#include <sys/ioctl.h>
 #include <termios.h>
 
 #include <optional>
@@ -114,10 +113,21 @@ TEST_F(Terminal, FullscreenOpenAndCloseRestoreTheTerminalExactly) {
     EXPECT_EQ(from_tty(pty.master), "");
     EXPECT_EQ(message(term_write(term, "x"_t)), "term_write: terminal is not open");
     EXPECT_EQ(message(term_read(term, buffer, 4)), "term_read: terminal is not open");
+
+    stream::Pipe pipe;
+    int doomed = dup(pipe.write_end);
+    Root<Term> broken = stream::open_on(doomed, ColorDepth::Mono);
+    close(doomed);
+    EXPECT_EQ(message(term_write(broken, "x"_t)), "term_write: write failed");
+    EXPECT_EQ(message(term_read(broken, "literal"_t, 3)), "term_read: read failed");
 }
 
-TEST_F(Terminal, BasicAndDefaultConfigurations) {
+TEST_F(Terminal, BasicAndDefaultConfigurationsAndARefusal) {
     stream::Pty pty(80, 24);
+    stream::Pipe pipe;
+    // Keys that do not come from a terminal: refused before a byte is sent.
+    EXPECT_EQ(term_open(on(term_config_fullscreen(), pipe.read_end, pty.slave)).unwrap_err(), TermError::NotATTY);
+    EXPECT_EQ(from_tty(pty.master), "");
     setenv("COLORTERM", "24bit", 1);
     Root<Term> term = unwrap(term_open(on(term_config_basic(), pty.slave, pty.slave)));
     EXPECT_EQ(from_tty(pty.master), "\033[0m\033[2J\033[1;1H\033[?25l");
@@ -133,56 +143,6 @@ TEST_F(Terminal, BasicAndDefaultConfigurations) {
     EXPECT_TRUE(term->cursor_visible && !term->mouse_on && !term->in_alt_screen);
     term_close(term);
     EXPECT_EQ(from_tty(pty.master), "\033[?2004l\033[0m\033[?25h");
-}
-
-TEST_F(Terminal, RefusalsLeaveTheTerminalUntouched) {
-    stream::Pty pty(80, 24);
-    stream::Pipe pipe;
-    struct termios before {}, after{};
-    tcgetattr(pty.slave, &before);
-
-    EXPECT_EQ(term_open(on(term_config_fullscreen(), pty.slave, pipe.write_end)).unwrap_err(), TermError::NotATTY);
-    EXPECT_EQ(term_open(on(term_config_fullscreen(), pipe.read_end, pty.slave)).unwrap_err(), TermError::NotATTY);
-    TermConfig untested = on(term_config_fullscreen(), pipe.read_end, pipe.write_end);
-    untested.require_tty = false;
-    TermResult result = term_open(untested);
-    EXPECT_EQ(result.unwrap_err(), TermError::RawEnterFailed);
-
-    EXPECT_EQ(from_tty(pty.master), "");
-    EXPECT_EQ(take(pipe.read_end), "");
-    tcgetattr(pty.slave, &after);
-    EXPECT_EQ(after.c_lflag, before.c_lflag);
-
-    Root<Term> stand_by = unwrap(result);
-    EXPECT_TRUE(!stand_by->is_open && stand_by->width == 0 && stand_by->config.require_tty);
-    stand_by->mouse_on = true;
-    term_mouse_disable(stand_by);
-    EXPECT_FALSE(stand_by->mouse_on);
-}
-
-TEST_F(Terminal, ClipboardResizeAndFailedWrites) {
-    stream::Pipe pipe;
-    Root<Term> term = stream::open_on(pipe.write_end, ColorDepth::Mono);
-    for (const char* text : {"", "aGk="}) term_clipboard_set(term, from_c(text));
-    term_clipboard_query(term);
-    EXPECT_EQ(take(pipe.read_end), "\033]52;c;!\a\033]52;c;aGk=\a\033]52;c;?\a");
-
-    stream::Pty pty(80, 24);
-    TermConfig config = on(term_config_default(), pty.slave, pty.slave);
-    config.raw_mode = false;
-    Root<Term> tty = unwrap(term_open(config));
-    struct winsize size = {50, 132, 0, 0};
-    ioctl(pty.master, TIOCSWINSZ, &size);
-    term_refresh_size(tty);
-    EXPECT_EQ(tty->width * 1000 + tty->height, 132050);
-
-    int doomed = dup(pipe.write_end);
-    Root<Term> broken = stream::open_on(doomed, ColorDepth::Mono);
-    close(doomed);
-    Result<int32_t, Error> written = term_write(broken, "x"_t);
-    EXPECT_EQ(message(written), "term_write: write failed");
-    EXPECT_TRUE(written.unwrap_err()->kind == ErrorKind::IoError && written.unwrap_err()->code == -1);
-    EXPECT_EQ(message(term_read(broken, "literal"_t, 3)), "term_read: read failed");
 }
 
 }  // namespace
