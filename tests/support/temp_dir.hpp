@@ -50,7 +50,10 @@ private:
     std::string saved_;
 };
 
+// Writes a file, making its parent directories.
 inline void write_bytes(const std::string& path, const std::string& bytes) {
+    std::error_code ignored;
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
     std::ofstream(path, std::ios::binary) << bytes;
 }
 
