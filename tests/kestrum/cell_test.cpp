@@ -159,27 +159,6 @@ TEST_F(Cells, FlushSendsOnlyTheCellsThatChanged) {
     EXPECT_EQ(take(pipe.read_end), "");
     EXPECT_EQ(rows(prev), "q ");
 }
-TEST_F(Cells, StylesAtEachColourDepthAndBasicFallback) {
-    stream::Pipe pipe;
-    Root<Term> term = stream::open_on(pipe.write_end, ColorDepth::Mono);
-    Style style = style_make(color_rgb(255, 0, 0), color_rgb(0, 0, 170), true, true, true);
-    const std::string attributes = "\033[1m\033[4m\033[7m";
-    const char* colours[] = {"", "\033[91m\033[44m", "\033[38;5;196m\033[48;5;19m", "\033[38;2;255;0;0m\033[48;2;0;0;170m"};
-    for (int depth = 0; depth < 4; depth++) {
-        term->depth = (ColorDepth)depth;
-        emit_style_for_depth(term, style);
-        EXPECT_EQ(take(pipe.read_end), "\033[0m" + std::string(colours[depth]) + attributes) << depth;
-    }
-
-    // Basic mode: 16 colours with the bright ones folded, ASCII stand-ins for the rest.
-    Root<Term> basic = stream::open_on(pipe.write_end, ColorDepth::Ansi16, true);
-    EXPECT_EQ(take(pipe.read_end), "\033[0m\033[2J\033[1;1H");
-    Root<CellBuffer> next = cellbuf_create(4, 1), prev = cellbuf_create(4, 1);
-    cellbuf_draw_text(next, 0, 0, from_c("\xe2\x95\x94\xe2\x96\x91\xe6\xbc\xa2"), style);
-    cellbuf_flush(basic, next, prev);
-    EXPECT_EQ(take(pipe.read_end), hide + "\033[1;1H\033[0m\033[31m\033[44m" + attributes + "+.? ");
-    EXPECT_EQ(cellbuf_get(prev, 0, 0).codepoint, BOX_TL_DOUBLE);
-}
 
 TEST_F(Cells, FlushWritesWholeFramesThroughShortWrites) {
     Root<CellBuffer> next = cellbuf_create(120, 40);
@@ -215,12 +194,9 @@ TEST_F(Cells, FlushWritesWholeFramesThroughShortWrites) {
     EXPECT_TRUE(got == expected) << got.size() << " bytes arrived of " << expected.size();
 }
 
-}  // namespace
-
-namespace {
-
 // The exact bytes of two flushes of a small frame: three styles changing back and forth, cells left
-// alone mid-row, wide characters, rows with nothing changed; at each depth and in basic mode.
+// alone mid-row, wide characters, rows with nothing changed; at each depth and in basic mode, where
+// bright colours fold to the plain ones and glyphs beyond ASCII have stand-ins.
 TEST_F(Cells, FlushBytesArePinnedAtEachDepth) {
     Style plain = style_default();
     Style key = style_make(color_rgb(255, 180, 0), color_rgb(30, 30, 40), true, false, false);
