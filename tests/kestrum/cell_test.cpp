@@ -126,20 +126,7 @@ TEST_F(Cells, FlushSendsOnlyTheCellsThatChanged) {
     cellbuf_flush(term, next, prev);
     EXPECT_EQ(take(pipe.read_end), hide);
 
-    // The first changed cell of every flush names its style again.
-    Style bold = style_default();
-    bold.bold = true;
-    cellbuf_put(next, 1, 1, 'X', bold);
-    cellbuf_put(next, 2, 1, 'Y', bold);
-    cellbuf_flush(term, next, prev);
-    EXPECT_EQ(take(pipe.read_end), hide + "\033[2;2H" + plain256 + "\033[1mXY");
-
-    // The continuation column is not sent over a wide character, and the pen needs no move after it.
-    cellbuf_draw_text(next, 1, 0, from_c("\xe6\xbc\xa2q"), style_default());
-    cellbuf_flush(term, next, prev);
-    EXPECT_EQ(take(pipe.read_end), hide + "\033[1;2H" + plain256 + "\xe6\xbc\xa2q");
-    EXPECT_EQ(rows(prev), "a\xe6\xbc\xa2 q dXY  ");
-    // One at the last column is sent all the same and moves the tracked cursor by one.
+    // A wide character at the last column is sent all the same and moves the tracked cursor by one.
     cellbuf_draw_text(next, 4, 0, from_c("\xe5\xad\x97"), style_default());
     cellbuf_flush(term, next, prev);
     EXPECT_EQ(take(pipe.read_end), hide + "\033[1;5H" + plain256 + "\xe5\xad\x97");
