@@ -70,7 +70,7 @@ protected:
     std::string file() { return test_support::read_bytes(dir / "nolt.toml"); }
 };
 
-TEST_F(ProjectForm, LaidOutTabbedAndShownAsWrittenAfterApply) {
+TEST_F(ProjectForm, LaidOutAndShownAsWrittenAfterApply) {
     app->set_theme(kestrum::theme_ascii());
     Root<ProjectSettingsWin> win = ProjectSettingsWin::create(project);
     open_settings_modal(app, win);
@@ -92,7 +92,6 @@ TEST_F(ProjectForm, LaidOutTabbedAndShownAsWrittenAfterApply) {
                       "|                                                        |",
                       "|                                   [ Apply ]  [ Cancel ]|",
                       "+--------------------------------------------------------▄"});
-    EXPECT_EQ(tab_order(win, 8), (std::vector<int32_t>{3, 5, 7, 9, 10, 11, 1, 3}));
 
     // Fields are dirty byte for byte and shown as written after Apply.
     win->input(0)->set_text("demo "_t);

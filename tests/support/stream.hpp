@@ -104,15 +104,6 @@ protected:
             }
         });
     }
-    // The focused child's index after each of `count` Tabs.
-    static std::vector<int32_t> tab_order(const runtime::Root<kestrum::Group>& group, int count) {
-        std::vector<int32_t> order;
-        for (int i = 0; i < count; i++) {
-            group->handle_event(kestrum::event_key(kestrum::key_event_plain(kestrum::key_tab())));
-            order.push_back(group->focus);
-        }
-        return order;
-    }
     // A left press at screen cell (x, y).
     static std::string click(int32_t x, int32_t y) {
         return "\x1b[<0;" + std::to_string(x + 1) + ";" + std::to_string(y + 1) + "M";
