@@ -149,11 +149,6 @@ TEST_F(Syntax, CatalogLoadsDirectoriesInOrder) {
     int found = 0;
     for (int i = 0; i < 33; i++) found += find_id(from_c(("l" + std::to_string(i)).c_str())) > 0;
     EXPECT_TRUE(g_n == 32 && found == 31);
-
-    SetUp();
-    dir("root/nolt-stdlib/kestrum/syntax.d", {{"n.toml", file_def("nolt")}});
-    setenv("NOLT_HOME", (tmp / "root").c_str(), 1);
-    EXPECT_EQ(LANG_NOLT(), 1);
 }
 
 TEST_F(Syntax, RulesContextsAndCase) {
