@@ -6,7 +6,6 @@
 #include "tests/support/temp_dir.hpp"
 
 using namespace kestrum;
-using namespace runtime::literals;
 
 namespace {
 

@@ -5,7 +5,6 @@
 #include "tests/support/temp_dir.hpp"
 
 using namespace ide;
-using namespace runtime::literals;
 
 namespace {
 

@@ -1,7 +1,6 @@
 // A fresh directory under /tmp for one test, removed with everything in it at the end, and a
 // fresh home directory.
 #pragma once
-#include <fcntl.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
