@@ -9,10 +9,10 @@ using namespace kestrum;
 
 namespace {
 
-TEST(IdeMenus, EachPullsDownBelowItsTitleAndEveryKeyShownRunsItsRow) {
+// (That every key shown runs its row is the end-to-end flows', which press each of them.)
+TEST(IdeMenus, EachPullsDownBelowItsTitle) {
     test_support::TempHome home;  // default preferences: end-block completion on
     ide::g_loaded = false;
-    Root<CommandTable> table = ide::build_commands();
     Root<MenuBar> bar = ide::build_menubar();
     // Each menu: the column of its left side line and its rows between the side lines.
     const std::pair<int32_t, test_support::Picture> menus[6] = {
@@ -35,10 +35,6 @@ TEST(IdeMenus, EachPullsDownBelowItsTitleAndEveryKeyShownRunsItsRow) {
         for (std::string& row : rows) row = "│" + row + "│";
         int32_t width = (int32_t)test_support::glyph_count(rows[0]);
         EXPECT_TRUE(test_support::same_picture(test_support::screen_text(buf, rect(x, 2, width, menu->count)), rows));
-        for (int32_t row = 0; row < menu->count; row++) {
-            Root<MenuItem> item = menu_get(menu, row);
-            EXPECT_EQ(commands_match_key(table, item->accel), item->has_accel ? item->command : CMD_NONE);
-        }
     }
 }
 

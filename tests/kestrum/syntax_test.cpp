@@ -229,11 +229,8 @@ TEST_F(Syntax, ShippedDefinitions) {
          {"KKKKK", "aaaaO.SSS.CCC", "a.O.ONO.ccccO", "aaO.NNNN"}},
         {"d.json", {"{\"a\": [1.5e3, -2, true, nul]}"}, {"OSSSO.ONNNNNO.NNO.ccccO.EEEOO"}},
     };
-    for (const Sample& sample : samples) {
-        int32_t lang = lang_from_path(from_c(sample.path));
-        EXPECT_GT(lang, 0) << sample.path;
-        EXPECT_EQ(paint(lang, sample.lines), sample.roles) << sample.path;
-    }
+    for (const Sample& sample : samples)
+        EXPECT_EQ(paint(lang_from_path(from_c(sample.path)), sample.lines), sample.roles) << sample.path;
 }
 
 }  // namespace
