@@ -107,15 +107,4 @@ TEST_F(ProjectForm, LaidOutAndShownAsWrittenAfterApply) {
     EXPECT_NE(file().find("source_dirs = [\"a\", \"b\", \"c\", \"d\", \"e\", \"f\", \"g\", \"h\"]"), std::string::npos);
 }
 
-TEST_F(ProjectForm, NoToTheQuestionKeepsTheChangedWindow) {
-    // A change and Cancel; No; Cancel again and Yes. A lone Escape would wait for the keys after it.
-    type_in_turns({"x\t\t\t\t\t\t\r", "\t\r", "\r", "\r"});
-    Root<Project> now = do_project_settings(app, project);
-    typist.join();
-    EXPECT_EQ(unread(), 0);
-    EXPECT_EQ(file(), TOML);
-    EXPECT_EQ(now.get(), project.get());
-    EXPECT_FALSE(app->has_modal());
-}
-
 }  // namespace
