@@ -58,19 +58,12 @@ TEST(SurgicalUpdate, SavedValuesReadBack) {
 const std::string TOML = "# demo\n[package]\nname = \"demo\"  # shown\nversion = \"0.3\"\n\n[build]\n"
                          "entry = \"src/main.nolt\"\nflags = [\"-O\"]\n\n[tool.fmt]\nwidth = 80\n";
 
-class ProjectForm : public stream::Loops {
-protected:
-    test_support::TempDir dir;
-    Root<Project> project;
-    void SetUp() override {
-        Loops::SetUp();
-        test_support::write_bytes(dir / "nolt.toml", TOML);
-        project = project_load(stdlib::from_c((dir / "nolt.toml").c_str())).project;
-    }
-    std::string file() { return test_support::read_bytes(dir / "nolt.toml"); }
-};
+using ProjectForm = stream::Loops;
 
 TEST_F(ProjectForm, LaidOutAndShownAsWrittenAfterApply) {
+    test_support::TempDir dir;
+    test_support::write_bytes(dir / "nolt.toml", TOML);
+    Root<Project> project = project_load(stdlib::from_c((dir / "nolt.toml").c_str())).project;
     app->set_theme(kestrum::theme_ascii());
     Root<ProjectSettingsWin> win = ProjectSettingsWin::create(project);
     open_settings_modal(app, win);
@@ -104,7 +97,7 @@ TEST_F(ProjectForm, LaidOutAndShownAsWrittenAfterApply) {
     EXPECT_EQ(str(win->input(0)->text) + "|" + str(win->input(3)->text) + "|" + str(win->input(4)->text) + "|" +
                   str(win->title),
               "demo|out|a, b, c, d, e, f, g, h|Project Settings");
-    EXPECT_NE(file().find("source_dirs = [\"a\", \"b\", \"c\", \"d\", \"e\", \"f\", \"g\", \"h\"]"), std::string::npos);
+    EXPECT_NE(test_support::read_bytes(dir / "nolt.toml").find("source_dirs = [\"a\", \"b\", \"c\", \"d\", \"e\", \"f\", \"g\", \"h\"]"), std::string::npos);
 }
 
 }  // namespace
