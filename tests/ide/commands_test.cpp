@@ -9,7 +9,7 @@ using namespace kestrum;
 
 namespace {
 
-// (That every key shown runs its row is the end-to-end flows', which press each of them.)
+// That every key shown runs its row is checked by the end-to-end flows, which press each of them.
 TEST(IdeMenus, EachPullsDownBelowItsTitle) {
     test_support::TempHome home;  // default preferences: end-block completion on
     ide::g_loaded = false;

@@ -97,7 +97,8 @@ TEST_F(ProjectForm, LaidOutAndShownAsWrittenAfterApply) {
     EXPECT_EQ(str(win->input(0)->text) + "|" + str(win->input(3)->text) + "|" + str(win->input(4)->text) + "|" +
                   str(win->title),
               "demo|out|a, b, c, d, e, f, g, h|Project Settings");
-    EXPECT_NE(test_support::read_bytes(dir / "nolt.toml").find("source_dirs = [\"a\", \"b\", \"c\", \"d\", \"e\", \"f\", \"g\", \"h\"]"), std::string::npos);
+    EXPECT_NE(test_support::read_bytes(dir / "nolt.toml").find("source_dirs = [\"a\", \"b\", \"c\", \"d\", \"e\", \"f\", \"g\", \"h\"]"),
+              std::string::npos);
 }
 
 }  // namespace

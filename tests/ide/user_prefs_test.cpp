@@ -32,7 +32,8 @@ TEST(UserPrefs, LoadClampsAndFallsBackToDefaults) {
         EXPECT_EQ(parse_log_max(stdlib::from_c(typed)), limit) << typed;
 }
 
-// (What a save writes, clamped, is the settings flow's; a blank theme saved is the form's test.)
+// What a save writes, clamped, is checked by the end-to-end settings flow, and a blank theme saved
+// by the settings form's test.
 TEST(UserPrefs, NoSaveWhereAFileStandsInPlaceOfTheSettingsFolder) {
     test_support::TempHome home;
     g_loaded = false;

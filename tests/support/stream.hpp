@@ -1,6 +1,6 @@
 // Byte streams for terminal tests: a pipe or a pseudo-terminal to open a Term on, what
-// arrived at the other end, and an application whose loops read keys from a pipe. (Nested
-// modal runs are the end-to-end flows', which answer each box once it shows.)
+// arrived at the other end, and an application whose loops read keys from a pipe. Nested modal
+// runs are left to the end-to-end flows, which answer each box once it shows.
 #pragma once
 #include <fcntl.h>
 #include <poll.h>
