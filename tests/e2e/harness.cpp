@@ -15,8 +15,6 @@
 #include <vterm.h>
 
 #include <algorithm>
-#include <fstream>
-#include <sstream>
 #include <stdexcept>
 #include <thread>
 
@@ -128,31 +126,6 @@ double timeout_scale() {
     // A collection at every allocation makes the program's start-up take seconds.
     const char* torture = getenv("NOLT_GC_TORTURE");
     return (torture && *torture && *torture != '0' ? 4 : 1) * E2E_DEFAULT_TIMEOUT_SCALE;
-}
-
-TempDir::TempDir() {
-    std::string tmpl = (std::filesystem::temp_directory_path() / "e2e-XXXXXX").string();
-    if (!mkdtemp(tmpl.data())) throw std::runtime_error(std::string("mkdtemp: ") + strerror(errno));
-    path_ = tmpl;
-}
-
-TempDir::~TempDir() {
-    std::error_code ec;
-    std::filesystem::remove_all(path_, ec);
-}
-
-void write_file(const std::filesystem::path& path, std::string_view content) {
-    if (path.has_parent_path()) std::filesystem::create_directories(path.parent_path());
-    std::ofstream out(path, std::ios::binary);
-    if (!out.write(content.data(), static_cast<std::streamsize>(content.size())).flush())
-        throw std::runtime_error("cannot write " + path.string());
-}
-
-std::string read_file(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
 }
 
 std::ostream& operator<<(std::ostream& os, const ExitStatus& st) {

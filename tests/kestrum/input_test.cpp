@@ -187,27 +187,25 @@ TEST(Decoder, BracketedPaste) {
     });
 }
 
-TEST(Decoder, LongPasteIsCutAtItsCapAndStillEnds) {
-    Driver driver;
-    driver.feed(ESC "[200~");
+// A paste past its cap keeps its first bytes and still ends; a full queue drops bytes, never overruns.
+TEST(Decoder, PastesAndTheQueueStopAtTheirCaps) {
+    Driver paste;
+    paste.feed(ESC "[200~");
     for (int i = 0; i < 40; i++) {
-        driver.feed(std::string(250, char('a' + i % 26)));
-        driver.drain(false);
+        paste.feed(std::string(250, char('a' + i % 26)));
+        paste.drain(false);
     }
-    driver.feed(ESC "[201~z");
-    driver.drain(false);
+    paste.feed(ESC "[201~z");
+    paste.drain(false);
     std::string kept = "paste:";
     for (int i = 0; i < PASTE_CAP; i++) kept += char('a' + i / 250 % 26);
-    EXPECT_EQ(driver.seen(), (Seen{"'z'", kept}));
-}
+    EXPECT_EQ(paste.seen(), (Seen{"'z'", kept}));
 
-TEST(Decoder, FullQueueDropsACompleteSequenceOrWipes) {
     // Plain bytes without a drain: the 513th wipes the queue, and the feed resumes at its next ESC.
     Driver resumes;
     resumes.feed(std::string(550, 'a') + ESC "[Abc");
     resumes.drain(false);
     EXPECT_EQ(resumes.events, (Seen{"Up", "'b'", "'c'"}));
-
     // A complete sequence at the front is dropped to make room, and nothing else is lost.
     Driver room;
     room.feed(ESC "[A" + std::string(DEC_CAP - 3, 'a'));

@@ -1,7 +1,5 @@
 #include "kestrum/view.hpp"
 
-#include <string>
-
 #include "tests/support/boot.hpp"
 #include "tests/support/golden.hpp"
 

@@ -1,7 +1,6 @@
 #include "runtime/machine.hpp"
 
 #include <gtest/gtest.h>
-#include <stdio.h>
 #include <sys/wait.h>
 #include <unistd.h>
 

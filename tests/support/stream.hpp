@@ -1,5 +1,6 @@
 // Byte streams for terminal tests: a pipe or a pseudo-terminal to open a Term on, what
-// arrived at the other end, and an application whose loops read keys from a pipe.
+// arrived at the other end, and an application whose loops read keys from a pipe. Nested modal
+// runs are left to the end-to-end flows, which answer each box once it shows.
 #pragma once
 #include <fcntl.h>
 #include <poll.h>
@@ -10,8 +11,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <thread>
-#include <vector>
 
 #include "kestrum/desktop.hpp"
 #include "kestrum/term.hpp"
@@ -79,40 +78,10 @@ protected:
         app->is_open = app->running = true;
         app->rebuild_buffers();
     }
-    std::thread typist;
-    void TearDown() override {
-        if (typist.joinable()) typist.join();
-        close(null_fd);
-    }
+    void TearDown() override { close(null_fd); }
     // Bytes that a modal run reads after the one before it has ended are lost with that run's
     // read, so type the keys of each run just before it.
     void type(const std::string& bytes) { ASSERT_EQ(write(keys.write_end, bytes.data(), bytes.size()), (ssize_t)bytes.size()); }
-    int unread() {
-        int n = 0;
-        return ioctl(keys.read_end, FIONREAD, &n) == 0 ? n : -1;
-    }
-    // Types the keys of each modal run from a second thread once the runs before have read theirs,
-    // so that a nested run gets its own. Gives up after a minute of unread keys; unread() tells.
-    void type_in_turns(std::vector<std::string> runs) {
-        typist = std::thread([this, runs] {
-            for (const std::string& bytes : runs) {
-                for (int tries = 0; unread() != 0; tries++) {
-                    if (tries == 6000) return;
-                    usleep(10000);
-                }
-                if (write(keys.write_end, bytes.data(), bytes.size()) != (ssize_t)bytes.size()) return;
-            }
-        });
-    }
-    // The focused child's index after each of `count` Tabs.
-    static std::vector<int32_t> tab_order(const runtime::Root<kestrum::Group>& group, int count) {
-        std::vector<int32_t> order;
-        for (int i = 0; i < count; i++) {
-            group->handle_event(kestrum::event_key(kestrum::key_event_plain(kestrum::key_tab())));
-            order.push_back(group->focus);
-        }
-        return order;
-    }
     // A left press at screen cell (x, y).
     static std::string click(int32_t x, int32_t y) {
         return "\x1b[<0;" + std::to_string(x + 1) + ";" + std::to_string(y + 1) + "M";

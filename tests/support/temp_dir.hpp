@@ -1,7 +1,6 @@
 // A fresh directory under /tmp for one test, removed with everything in it at the end, and a
 // fresh home directory.
 #pragma once
-#include <fcntl.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -50,7 +49,10 @@ private:
     std::string saved_;
 };
 
+// Writes a file, making its parent directories.
 inline void write_bytes(const std::string& path, const std::string& bytes) {
+    std::error_code ignored;
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
     std::ofstream(path, std::ios::binary) << bytes;
 }
 

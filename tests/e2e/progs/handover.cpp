@@ -2,10 +2,8 @@
 // line from argv[2] on; Ctrl-E runs argv[1] alone. The status line shows "exit N" or the
 // error's message. Ctrl-Q quits.
 #include "kestrum/desktop.hpp"
-#include "runtime/heaps.hpp"
-#include "runtime/machine.hpp"
-#include "runtime/objects.hpp"
 #include "stdlib/core/convert.hpp"
+#include "tests/support/runtime_up.hpp"
 
 using namespace kestrum;
 using namespace stdlib;
@@ -39,10 +37,6 @@ int32_t run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    nolt_machine_init();
-    nolt_heaps_init();
-    nolt_objects_init();
-    int marker = 0;
-    nolt_objects_register_main_process(&marker);
+    test_support::runtime_up();
     nolt_machine_exit(run(argc, argv));
 }

@@ -1,6 +1,5 @@
 #include "kestrum/widgets/inputline.hpp"
 
-#include <string>
 #include <vector>
 
 #include "tests/support/boot.hpp"

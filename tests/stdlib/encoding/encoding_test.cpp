@@ -19,12 +19,10 @@ TEST(Encoding, Utf8CountsStartBytesAndBase64PadsAndSwitchesAlphabets) {
     EXPECT_EQ(utf8_strlen(string()), 0);
 
     EXPECT_EQ(base64_encode(""_t).get(), empty_string().get());
-    EXPECT_STREQ(c_str(base64_encode("hello world"_t)), "aGVsbG8gd29ybGQ=");
     const std::tuple<const char*, bool, const char*> cases[] = {{"Man", false, "TWFu"}, {"M", false, "TQ=="},
         {"Ma", false, "TWE="}, {"foobar", false, "Zm9vYmFy"}, {"\xfb\xff\xbf", false, "+/+/"},
         {"\xfb\xff\xbf", true, "-_-_"}, {"\xff", true, "_w=="}};
     for (auto& [bytes, url, out] : cases) EXPECT_STREQ(c_str(base64_encode_internal(from_c(bytes), url)), out);
-    EXPECT_TRUE(base64_char(62, false) == '+' && base64_char(63, true) == '_');
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "stdlib/io/file.hpp"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
