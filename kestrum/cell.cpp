@@ -213,14 +213,17 @@ namespace {
 
 Cell* cells_of(const Root<CellBuffer>& buf) { return buf->cells ? buf->cells->data() : nullptr; }
 
-// Stores `cell` in `count` slots from `to`, four cells (48 bytes) at a time where it can.
+// Stores `cell` in `count` slots from `to`: four cells (48 bytes) at a time up to a block of 256,
+// and a longer run is then copied on from that block, which the C library's copy does with its
+// widest moves.
 void fill_cells(Cell* to, int64_t count, const Cell& cell) {
-    int64_t i = 0;
-    if (count >= 4) {
+    int64_t block = count < 256 ? count : 256, i = 0;
+    if (block >= 4) {
         const Cell four[4] = {cell, cell, cell, cell};
-        for (; i + 4 <= count; i += 4) memcpy(to + i, four, sizeof four);
+        for (; i + 4 <= block; i += 4) memcpy(to + i, four, sizeof four);
     }
-    for (; i < count; i++) to[i] = cell;
+    for (; i < block; i++) to[i] = cell;
+    for (; i < count; i += block) memcpy(to + i, to, (size_t)(count - i < block ? count - i : block) * sizeof(Cell));
 }
 
 Root<Array<Cell>> filled_cells(int32_t w, int32_t h, const Cell& cell) {
@@ -283,6 +286,22 @@ inline void put_cell(Cell* at, int32_t codepoint, CellTail tail) {
 inline void store_glyph(Cell* row, int64_t pen, int32_t width, int64_t end, int32_t glyph, CellTail tail) {
     put_cell(row + pen, glyph, tail);
     for (int64_t k = pen + 1; k < pen + width && k < end; k++) put_cell(row + k, CH_SPACE, tail);
+}
+
+// Stores the printable ASCII that starts s[0 .. count), one cell each from `at`, and answers how
+// many bytes that was. Eight bytes are tested at once: none has the high bit, and none is below
+// 0x20 or 0x7F (a byte that is gives a high bit in x - 0x20 or x + 1; the first such byte is
+// always caught, since no carry or borrow reaches it from below).
+inline int32_t put_ascii_run(Cell* at, const unsigned char* s, int32_t count, CellTail tail) {
+    constexpr uint64_t ones = 0x0101010101010101, highs = ones * 0x80;
+    int32_t k = 0;
+    for (uint64_t x; k + 8 <= count; k += 8) {
+        memcpy(&x, s + k, sizeof x);
+        if ((x | (x - ones * 0x20) | (x + ones)) & highs) break;
+        for (int32_t j = k; j < k + 8; j++) put_cell(at + j, s[j], tail);
+    }
+    for (; k < count && s[k] >= 0x20 && s[k] < 0x7F; k++) put_cell(at + k, s[k], tail);
+    return k;
 }
 
 }  // namespace
@@ -369,13 +388,17 @@ void cellbuf_draw_range_in(const Root<CellBuffer>& buf, int32_t x, int32_t y, co
     int64_t pen = x, left = clip.x > 0 ? clip.x : 0;
     CellTail tail(style);
     for (int32_t i = 0; i < n && pen < end;) {
-        // Printable ASCII from the clip's left edge on, the common case: one cell each.
-        if (s[i] >= 0x20 && s[i] < 0x7F && pen >= left) {
-            put_cell(row + pen++, s[i++], tail);
-            continue;
+        // A run of printable ASCII from the clip's left edge on, the common case: one cell each, as
+        // far as the text or the clip goes.
+        if (pen >= left) {
+            int32_t stored = put_ascii_run(row + pen, s + i, end - pen < n - i ? (int32_t)(end - pen) : n - i, tail);
+            pen += stored;
+            i += stored;
+            if (i == n || pen == end) break;
         }
-        int32_t w, glyph;
-        text_glyph(next_codepoint(s, n, i), pen, w, glyph);
+        int32_t w, glyph, next = i;
+        text_glyph(next_codepoint(s, n, next), pen, w, glyph);
+        i = next;
         if (pen + w > right) {
             w = (int32_t)(right - pen);
             glyph = CH_SPACE;
