@@ -211,7 +211,7 @@ int32_t text_wrap_rows(const string& text, int32_t width) {
 
 namespace {
 
-Cell* cells_of(const Root<CellBuffer>& buf) { return buf->cells ? buf->cells->data() : nullptr; }
+inline Cell* cells_of(const Root<CellBuffer>& buf) { return buf->cells ? buf->cells->data() : nullptr; }
 
 // Stores `cell` in `count` slots from `to`: four cells (48 bytes) at a time up to a block of 256,
 // and a longer run is then copied on from that block, which the C library's copy does with its
@@ -238,9 +238,10 @@ bool inside(const Root<CellBuffer>& buf, int64_t x, int64_t y) {
 }
 
 // The first cell of row y, or null when the row is outside the buffer.
-Cell* row_of(const Root<CellBuffer>& buf, int32_t y) {
-    if (!buf || y < 0 || y >= buf->height || buf->width < 1) return nullptr;
-    return cells_of(buf) + (int64_t)y * buf->width;
+inline Cell* row_of(const Root<CellBuffer>& buf, int32_t y) {
+    CellBuffer* b = buf.get();
+    if (!b || y < 0 || y >= b->height || b->width < 1) return nullptr;
+    return b->cells->data() + (int64_t)y * b->width;
 }
 
 bool row_in_clip(int32_t y, Rect clip) { return !rect_empty(clip) && y >= clip.y && (int64_t)y < (int64_t)clip.y + clip.h; }
@@ -371,19 +372,14 @@ void cellbuf_draw_text(const Root<CellBuffer>& buf, int32_t x, int32_t y, const 
     }
 }
 
-void cellbuf_draw_text_in(const Root<CellBuffer>& buf, int32_t x, int32_t y, const string& text, const Style& style,
-                          Rect clip) {
-    cellbuf_draw_range_in(buf, x, y, text, 0, length(text), style, clip);
-}
+namespace {
 
-void cellbuf_draw_range_in(const Root<CellBuffer>& buf, int32_t x, int32_t y, const string& text, int32_t from,
-                           int32_t to, const Style& style, Rect clip) {
+// The `n` bytes from `s`, drawn at x, y as cellbuf_draw_text_in draws a text.
+void draw_bytes_in(const Root<CellBuffer>& buf, int32_t x, int32_t y, const unsigned char* s, int32_t n,
+                   const Style& style, Rect clip) {
     Cell* row = row_of(buf, y);
-    from = max_int(from, 0);
-    to = min_int(to, length(text));
-    if (!row || !row_in_clip(y, clip) || to <= from) return;
-    const unsigned char* s = bytes_of(text) + from;
-    int32_t n = to - from, width = buf->width;
+    if (!row || !row_in_clip(y, clip) || n <= 0) return;
+    int32_t width = buf->width;
     int64_t right = (int64_t)clip.x + clip.w, end = right < width ? right : width;
     int64_t pen = x, left = clip.x > 0 ? clip.x : 0;
     CellTail tail(style);
@@ -406,6 +402,22 @@ void cellbuf_draw_range_in(const Root<CellBuffer>& buf, int32_t x, int32_t y, co
         if (pen >= left) store_glyph(row, pen, w, end, glyph, tail);
         pen += w;
     }
+}
+
+}  // namespace
+
+void cellbuf_draw_text_in(const Root<CellBuffer>& buf, int32_t x, int32_t y, const string& text, const Style& style,
+                          Rect clip) {
+    if (Text* t = text.get()) draw_bytes_in(buf, x, y, (const unsigned char*)t->c_str(), t->length(), style, clip);
+}
+
+void cellbuf_draw_range_in(const Root<CellBuffer>& buf, int32_t x, int32_t y, const string& text, int32_t from,
+                           int32_t to, const Style& style, Rect clip) {
+    Text* t = text.get();
+    if (!t) return;
+    from = max_int(from, 0);
+    to = min_int(to, t->length());
+    if (to > from) draw_bytes_in(buf, x, y, (const unsigned char*)t->c_str() + from, to - from, style, clip);
 }
 
 void cellbuf_draw_text_hot(const Root<CellBuffer>& buf, int32_t x, int32_t y, const string& text, int32_t hot_index,
