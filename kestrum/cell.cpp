@@ -2,6 +2,8 @@
 
 #include <string.h>
 
+#include <bit>
+
 namespace kestrum {
 
 using namespace stdlib;
@@ -275,7 +277,17 @@ inline int32_t next_codepoint(const unsigned char* s, int32_t n, int32_t& i) {
 // store of the codepoint.
 struct CellTail {
     uint64_t bytes = 0;  // the style, then the cell's unused byte, 0
-    explicit CellTail(const Style& style) { memcpy(&bytes, (const void*)&style, sizeof style); }
+    // Two overlapping four-byte reads put together in a register: a seven-byte copy would leave
+    // the bytes in memory in pieces, which an eight-byte read then waits on.
+    explicit CellTail(const Style& style) {
+        uint32_t low, high;
+        memcpy(&low, (const void*)&style, 4);
+        memcpy(&high, (const char*)&style + 3, 4);
+        if constexpr (std::endian::native == std::endian::little)
+            bytes = low | (uint64_t)(high >> 8) << 32;
+        else
+            bytes = (uint64_t)low << 32 | (uint64_t)(high & 0xFFFFFF) << 8;
+    }
 };
 
 inline void put_cell(Cell* at, int32_t codepoint, CellTail tail) {
@@ -376,7 +388,7 @@ namespace {
 
 // The `n` bytes from `s`, drawn at x, y as cellbuf_draw_text_in draws a text.
 void draw_bytes_in(const Root<CellBuffer>& buf, int32_t x, int32_t y, const unsigned char* s, int32_t n,
-                   const Style& style, Rect clip) {
+                   const Style& style, const Rect& clip) {
     Cell* row = row_of(buf, y);
     if (!row || !row_in_clip(y, clip) || n <= 0) return;
     int32_t width = buf->width;
