@@ -4,6 +4,10 @@
 
 #include <bit>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 namespace kestrum {
 
 using namespace stdlib;
@@ -301,6 +305,40 @@ inline void store_glyph(Cell* row, int64_t pen, int32_t width, int64_t end, int3
     for (int64_t k = pen + 1; k < pen + width && k < end; k++) put_cell(row + k, CH_SPACE, tail);
 }
 
+// Eight bytes of printable ASCII as eight cells from `at`. With SSE2, four cells are three 16-byte
+// words: the style's bytes where they go, and the four codepoints put in between.
+struct AsciiCells {
+#ifdef __SSE2__
+    __m128i words[3], zero = _mm_setzero_si128();
+    explicit AsciiCells(CellTail tail) {
+        int32_t t[2];
+        memcpy(t, &tail.bytes, sizeof t);
+        words[0] = _mm_setr_epi32(0, t[0], t[1], 0);
+        words[1] = _mm_setr_epi32(t[0], t[1], 0, t[0]);
+        words[2] = _mm_setr_epi32(t[1], 0, t[0], t[1]);
+    }
+    void put(Cell* at, const unsigned char* s) const {
+        for (int32_t half = 0; half < 2; half++, at += 4, s += 4) {
+            int32_t bytes;
+            memcpy(&bytes, s, sizeof bytes);
+            __m128i c = _mm_unpacklo_epi16(_mm_unpacklo_epi8(_mm_cvtsi32_si128(bytes), zero), zero);
+            __m128i c0_c1 = _mm_and_si128(_mm_shuffle_epi32(c, 0x40), _mm_setr_epi32(-1, 0, 0, -1));
+            __m128i c2 = _mm_and_si128(c, _mm_setr_epi32(0, 0, -1, 0));
+            __m128i c3 = _mm_and_si128(_mm_srli_si128(c, 8), _mm_setr_epi32(0, -1, 0, 0));
+            _mm_storeu_si128((__m128i*)at, _mm_or_si128(words[0], c0_c1));
+            _mm_storeu_si128((__m128i*)at + 1, _mm_or_si128(words[1], c2));
+            _mm_storeu_si128((__m128i*)at + 2, _mm_or_si128(words[2], c3));
+        }
+    }
+#else
+    CellTail tail;
+    explicit AsciiCells(CellTail style) : tail(style) {}
+    void put(Cell* at, const unsigned char* s) const {
+        for (int32_t j = 0; j < 8; j++) put_cell(at + j, s[j], tail);
+    }
+#endif
+};
+
 // Stores the printable ASCII that starts s[0 .. count), one cell each from `at`, and answers how
 // many bytes that was. Eight bytes are tested at once: none has the high bit, and none is below
 // 0x20 or 0x7F (a byte that is gives a high bit in x - 0x20 or x + 1; the first such byte is
@@ -308,10 +346,13 @@ inline void store_glyph(Cell* row, int64_t pen, int32_t width, int64_t end, int3
 inline int32_t put_ascii_run(Cell* at, const unsigned char* s, int32_t count, CellTail tail) {
     constexpr uint64_t ones = 0x0101010101010101, highs = ones * 0x80;
     int32_t k = 0;
-    for (uint64_t x; k + 8 <= count; k += 8) {
-        memcpy(&x, s + k, sizeof x);
-        if ((x | (x - ones * 0x20) | (x + ones)) & highs) break;
-        for (int32_t j = k; j < k + 8; j++) put_cell(at + j, s[j], tail);
+    if (count >= 8) {
+        AsciiCells eight(tail);
+        for (uint64_t x; k + 8 <= count; k += 8) {
+            memcpy(&x, s + k, sizeof x);
+            if ((x | (x - ones * 0x20) | (x + ones)) & highs) break;
+            eight.put(at + k, s + k);
+        }
     }
     for (; k < count && s[k] >= 0x20 && s[k] < 0x7F; k++) put_cell(at + k, s[k], tail);
     return k;
@@ -485,12 +526,15 @@ void cellbuf_draw_box_in(const Root<CellBuffer>& buf, Rect r, const Style& style
     if (r.w > 1) put(x1, y0, tr);
     if (r.h > 1) put(x0, y1, bl);
     if (r.w > 1 && r.h > 1) put(x1, y1, br);
-    // Only the stretch of each edge that can lie inside the clip is walked.
-    for (int64_t x = x0 + 1 > clip.x ? x0 + 1 : clip.x; x < x1 && x < (int64_t)clip.x + clip.w; x++) {
-        put(x, y0, t);
-        if (r.h > 1) put(x, y1, b);
-    }
-    for (int64_t y = y0 + 1 > clip.y ? y0 + 1 : clip.y; y < y1 && y < (int64_t)clip.y + clip.h; y++) {
+    // Only the stretch of each edge that lies inside the area is stored: the top and bottom edges as
+    // runs of one cell.
+    int64_t from = x0 + 1 > area.x ? x0 + 1 : area.x, to = x1 < area.x + area.w ? x1 : area.x + area.w;
+    auto run = [&](int64_t y, int32_t cp) {
+        if (from < to && y >= area.y && y < area.y + area.h) fill_cells(cells + y * width + from, to - from, Cell{cp, style});
+    };
+    run(y0, t);
+    if (r.h > 1) run(y1, b);
+    for (int64_t y = y0 + 1 > area.y ? y0 + 1 : area.y; y < y1 && y < area.y + area.h; y++) {
         put(x0, y, v);
         if (r.w > 1) put(x1, y, v);
     }
