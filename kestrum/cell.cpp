@@ -17,25 +17,10 @@ using runtime::Array;
 
 Point point(int32_t x, int32_t y) { return Point{x, y}; }
 Rect rect(int32_t x, int32_t y, int32_t w, int32_t h) { return Rect{x, y, w, h}; }
-bool rect_empty(Rect r) { return r.w <= 0 || r.h <= 0; }
 
 bool point_in_rect(Point p, Rect r) {
     return !rect_empty(r) && r.x <= p.x && (int64_t)p.x < (int64_t)r.x + r.w && r.y <= p.y &&
            (int64_t)p.y < (int64_t)r.y + r.h;
-}
-
-Rect rect_intersect(Rect a, Rect b) {
-    if (rect_empty(a) || rect_empty(b)) return rect(0, 0, 0, 0);
-    int64_t x0 = a.x > b.x ? a.x : b.x, y0 = a.y > b.y ? a.y : b.y;
-    int64_t x1 = (int64_t)a.x + a.w < (int64_t)b.x + b.w ? (int64_t)a.x + a.w : (int64_t)b.x + b.w;
-    int64_t y1 = (int64_t)a.y + a.h < (int64_t)b.y + b.h ? (int64_t)a.y + a.h : (int64_t)b.y + b.h;
-    if (x1 - x0 < 1 || y1 - y0 < 1) return rect(0, 0, 0, 0);
-    return rect((int32_t)x0, (int32_t)y0, (int32_t)(x1 - x0), (int32_t)(y1 - y0));
-}
-
-Rect rect_clip_to_size(Rect r, int32_t w, int32_t h) {
-    if (w < 1 || h < 1 || rect_empty(r)) return rect(0, 0, 0, 0);
-    return rect_intersect(r, rect(0, 0, w, h));
 }
 
 int32_t clamp_byte(int32_t v) { return clamp(v, 0, 255); }
@@ -405,9 +390,10 @@ void cellbuf_fill_rect(const Root<CellBuffer>& buf, Rect r, int32_t codepoint, c
     if (rect_empty(area)) return;
     Cell cell{codepoint, style};
     Cell* row = cells_of(buf) + (int64_t)area.y * buf->width + area.x;
-    // A span of whole rows is one run of cells.
+    // A span of whole rows is one run of cells; otherwise the first row is copied to the others.
     if (area.w == buf->width) return fill_cells(row, (int64_t)area.w * area.h, cell);
-    for (int32_t y = 0; y < area.h; y++, row += buf->width) fill_cells(row, area.w, cell);
+    fill_cells(row, area.w, cell);
+    for (int32_t y = 1; y < area.h; y++) memcpy(row + (int64_t)y * buf->width, row, (size_t)area.w * sizeof(Cell));
 }
 
 void cellbuf_draw_text(const Root<CellBuffer>& buf, int32_t x, int32_t y, const string& text, const Style& style) {
