@@ -50,20 +50,14 @@ const unsigned char* bytes_of(const string& text) { return (const unsigned char*
 
 // The codepoint at s[i] of an n-byte text, with i inside it; `next` gets the following index.
 int32_t decode(const unsigned char* s, int32_t n, int32_t i, int32_t& next) {
-    int32_t c = s[i];
-    auto tail = [&](int32_t count) {
-        if (i + count >= n) return false;
-        for (int32_t k = 1; k <= count; k++)
-            if ((s[i + k] & 0xC0) != 0x80) return false;
-        return true;
-    };
-    int32_t count = c >= 0xC0 && c <= 0xDF ? 1 : c >= 0xE0 && c <= 0xEF ? 2 : c >= 0xF0 && c <= 0xF7 ? 3 : 0;
-    if (count == 0 || !tail(count)) {
-        next = i + 1;
-        return c;
-    }
+    int32_t c = s[i], count = c < 0xC0 ? 0 : c < 0xE0 ? 1 : c < 0xF0 ? 2 : c < 0xF8 ? 3 : 0;
+    next = i + 1;
+    if (count == 0 || i + count >= n) return c;
     int32_t cp = c & (0x3F >> count);
-    for (int32_t k = 1; k <= count; k++) cp = cp << 6 | (s[i + k] & 0x3F);
+    for (int32_t k = 1; k <= count; k++) {
+        if ((s[i + k] & 0xC0) != 0x80) return c;
+        cp = cp << 6 | (s[i + k] & 0x3F);
+    }
     next = i + count + 1;
     return cp;
 }
