@@ -319,9 +319,9 @@ struct AsciiCells {
 };
 
 // Stores the printable ASCII that starts s[0 .. count), one cell each from `at`, and answers how
-// many bytes that was. Eight bytes are tested at once: none has the high bit, and none is below
-// 0x20 or 0x7F (a byte that is gives a high bit in x - 0x20 or x + 1; the first such byte is
-// always caught, since no carry or borrow reaches it from below).
+// many bytes that was. Eight bytes are tested at once: none may have the high bit, be below 0x20
+// or be 0x7F (such a byte gives a high bit in x - 0x20 or x + 1; the first one is always caught,
+// since no carry or borrow reaches it from below).
 inline int32_t put_ascii_run(Cell* at, const unsigned char* s, int32_t count, CellTail tail) {
     constexpr uint64_t ones = 0x0101010101010101, highs = ones * 0x80;
     int32_t k = 0;
