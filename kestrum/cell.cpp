@@ -208,7 +208,8 @@ void fill_cells(Cell* to, int64_t count, const Cell& cell) {
         for (; i + 4 <= block; i += 4) memcpy(to + i, four, sizeof four);
     }
     for (; i < block; i++) to[i] = cell;
-    for (; i < count; i += block) memcpy(to + i, to, (size_t)(count - i < block ? count - i : block) * sizeof(Cell));
+    for (; i < count; i += block)
+        memcpy(to + i, to, (size_t)(count - i < block ? count - i : block) * sizeof(Cell));
 }
 
 Root<Array<Cell>> filled_cells(int32_t w, int32_t h, const Cell& cell) {
@@ -510,7 +511,8 @@ void cellbuf_draw_box_in(const Root<CellBuffer>& buf, Rect r, const Style& style
     // runs of one cell.
     int64_t from = x0 + 1 > area.x ? x0 + 1 : area.x, to = x1 < area.x + area.w ? x1 : area.x + area.w;
     auto run = [&](int64_t y, int32_t cp) {
-        if (from < to && y >= area.y && y < area.y + area.h) fill_cells(cells + y * width + from, to - from, Cell{cp, style});
+        if (from < to && y >= area.y && y < area.y + area.h)
+            fill_cells(cells + y * width + from, to - from, Cell{cp, style});
     };
     run(y0, t);
     if (r.h > 1) run(y1, b);

@@ -104,7 +104,8 @@ TEST_F(Cells, DrawingStaysInsideTheBufferAndTheClip) {
             Root<CellBuffer> fast = dotted(40, 1), plain = dotted(40, 1);
             cellbuf_draw_range_in(fast, 1, 0, from_c(text.c_str()), from, 99, odd, rect(0, 0, 40, 1));
             cellbuf_draw_text(plain, 1, 0, from_c(text.c_str() + from), odd);
-            for (int32_t x = 0; x < 40; x++) EXPECT_EQ(cellbuf_get(fast, x, 0), cellbuf_get(plain, x, 0)) << byte << " " << from;
+            for (int32_t x = 0; x < 40; x++)
+                EXPECT_EQ(cellbuf_get(fast, x, 0), cellbuf_get(plain, x, 0)) << byte << " " << from;
         }
     buf = dotted(8, 1);
     cellbuf_draw_text_hot(buf, 0, 0, from_c("\xc3\xa9\xe6\xbc\xa2xyz"), 1, style_default(), rect(0, 0, 5, 1));
