@@ -2,6 +2,12 @@
 
 #include <string.h>
 
+#include <bit>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 namespace kestrum {
 
 using namespace stdlib;
@@ -11,25 +17,10 @@ using runtime::Array;
 
 Point point(int32_t x, int32_t y) { return Point{x, y}; }
 Rect rect(int32_t x, int32_t y, int32_t w, int32_t h) { return Rect{x, y, w, h}; }
-bool rect_empty(Rect r) { return r.w <= 0 || r.h <= 0; }
 
 bool point_in_rect(Point p, Rect r) {
     return !rect_empty(r) && r.x <= p.x && (int64_t)p.x < (int64_t)r.x + r.w && r.y <= p.y &&
            (int64_t)p.y < (int64_t)r.y + r.h;
-}
-
-Rect rect_intersect(Rect a, Rect b) {
-    if (rect_empty(a) || rect_empty(b)) return rect(0, 0, 0, 0);
-    int64_t x0 = a.x > b.x ? a.x : b.x, y0 = a.y > b.y ? a.y : b.y;
-    int64_t x1 = (int64_t)a.x + a.w < (int64_t)b.x + b.w ? (int64_t)a.x + a.w : (int64_t)b.x + b.w;
-    int64_t y1 = (int64_t)a.y + a.h < (int64_t)b.y + b.h ? (int64_t)a.y + a.h : (int64_t)b.y + b.h;
-    if (x1 - x0 < 1 || y1 - y0 < 1) return rect(0, 0, 0, 0);
-    return rect((int32_t)x0, (int32_t)y0, (int32_t)(x1 - x0), (int32_t)(y1 - y0));
-}
-
-Rect rect_clip_to_size(Rect r, int32_t w, int32_t h) {
-    if (w < 1 || h < 1 || rect_empty(r)) return rect(0, 0, 0, 0);
-    return rect_intersect(r, rect(0, 0, w, h));
 }
 
 int32_t clamp_byte(int32_t v) { return clamp(v, 0, 255); }
@@ -59,20 +50,14 @@ const unsigned char* bytes_of(const string& text) { return (const unsigned char*
 
 // The codepoint at s[i] of an n-byte text, with i inside it; `next` gets the following index.
 int32_t decode(const unsigned char* s, int32_t n, int32_t i, int32_t& next) {
-    int32_t c = s[i];
-    auto tail = [&](int32_t count) {
-        if (i + count >= n) return false;
-        for (int32_t k = 1; k <= count; k++)
-            if ((s[i + k] & 0xC0) != 0x80) return false;
-        return true;
-    };
-    int32_t count = c >= 0xC0 && c <= 0xDF ? 1 : c >= 0xE0 && c <= 0xEF ? 2 : c >= 0xF0 && c <= 0xF7 ? 3 : 0;
-    if (count == 0 || !tail(count)) {
-        next = i + 1;
-        return c;
-    }
+    int32_t c = s[i], count = c < 0xC0 ? 0 : c < 0xE0 ? 1 : c < 0xF0 ? 2 : c < 0xF8 ? 3 : 0;
+    next = i + 1;
+    if (count == 0 || i + count >= n) return c;
     int32_t cp = c & (0x3F >> count);
-    for (int32_t k = 1; k <= count; k++) cp = cp << 6 | (s[i + k] & 0x3F);
+    for (int32_t k = 1; k <= count; k++) {
+        if ((s[i + k] & 0xC0) != 0x80) return c;
+        cp = cp << 6 | (s[i + k] & 0x3F);
+    }
     next = i + count + 1;
     return cp;
 }
@@ -211,16 +196,20 @@ int32_t text_wrap_rows(const string& text, int32_t width) {
 
 namespace {
 
-Cell* cells_of(const Root<CellBuffer>& buf) { return buf->cells ? buf->cells->data() : nullptr; }
+inline Cell* cells_of(const Root<CellBuffer>& buf) { return buf->cells ? buf->cells->data() : nullptr; }
 
-// Stores `cell` in `count` slots from `to`, four cells (48 bytes) at a time where it can.
+// Stores `cell` in `count` slots from `to`: four cells (48 bytes) at a time up to a block of 256,
+// and a longer run is then copied on from that block, which the C library's copy does with its
+// widest moves.
 void fill_cells(Cell* to, int64_t count, const Cell& cell) {
-    int64_t i = 0;
-    if (count >= 4) {
+    int64_t block = count < 256 ? count : 256, i = 0;
+    if (block >= 4) {
         const Cell four[4] = {cell, cell, cell, cell};
-        for (; i + 4 <= count; i += 4) memcpy(to + i, four, sizeof four);
+        for (; i + 4 <= block; i += 4) memcpy(to + i, four, sizeof four);
     }
-    for (; i < count; i++) to[i] = cell;
+    for (; i < block; i++) to[i] = cell;
+    for (; i < count; i += block)
+        memcpy(to + i, to, (size_t)(count - i < block ? count - i : block) * sizeof(Cell));
 }
 
 Root<Array<Cell>> filled_cells(int32_t w, int32_t h, const Cell& cell) {
@@ -235,9 +224,10 @@ bool inside(const Root<CellBuffer>& buf, int64_t x, int64_t y) {
 }
 
 // The first cell of row y, or null when the row is outside the buffer.
-Cell* row_of(const Root<CellBuffer>& buf, int32_t y) {
-    if (!buf || y < 0 || y >= buf->height || buf->width < 1) return nullptr;
-    return cells_of(buf) + (int64_t)y * buf->width;
+inline Cell* row_of(const Root<CellBuffer>& buf, int32_t y) {
+    CellBuffer* b = buf.get();
+    if (!b || y < 0 || y >= b->height || b->width < 1) return nullptr;
+    return b->cells->data() + (int64_t)y * b->width;
 }
 
 bool row_in_clip(int32_t y, Rect clip) { return !rect_empty(clip) && y >= clip.y && (int64_t)y < (int64_t)clip.y + clip.h; }
@@ -271,7 +261,17 @@ inline int32_t next_codepoint(const unsigned char* s, int32_t n, int32_t& i) {
 // store of the codepoint.
 struct CellTail {
     uint64_t bytes = 0;  // the style, then the cell's unused byte, 0
-    explicit CellTail(const Style& style) { memcpy(&bytes, (const void*)&style, sizeof style); }
+    // Two overlapping four-byte reads put together in a register: a seven-byte copy would leave
+    // the bytes in memory in pieces, which an eight-byte read then waits on.
+    explicit CellTail(const Style& style) {
+        uint32_t low, high;
+        memcpy(&low, (const void*)&style, 4);
+        memcpy(&high, (const char*)&style + 3, 4);
+        if constexpr (std::endian::native == std::endian::little)
+            bytes = low | (uint64_t)(high >> 8) << 32;
+        else
+            bytes = (uint64_t)low << 32 | (uint64_t)(high & 0xFFFFFF) << 8;
+    }
 };
 
 inline void put_cell(Cell* at, int32_t codepoint, CellTail tail) {
@@ -283,6 +283,59 @@ inline void put_cell(Cell* at, int32_t codepoint, CellTail tail) {
 inline void store_glyph(Cell* row, int64_t pen, int32_t width, int64_t end, int32_t glyph, CellTail tail) {
     put_cell(row + pen, glyph, tail);
     for (int64_t k = pen + 1; k < pen + width && k < end; k++) put_cell(row + k, CH_SPACE, tail);
+}
+
+// Eight bytes of printable ASCII as eight cells from `at`. With SSE2, four cells are three 16-byte
+// words: the style's bytes where they go, and the four codepoints put in between.
+struct AsciiCells {
+#ifdef __SSE2__
+    __m128i words[3], zero = _mm_setzero_si128();
+    explicit AsciiCells(CellTail tail) {
+        int32_t t[2];
+        memcpy(t, &tail.bytes, sizeof t);
+        words[0] = _mm_setr_epi32(0, t[0], t[1], 0);
+        words[1] = _mm_setr_epi32(t[0], t[1], 0, t[0]);
+        words[2] = _mm_setr_epi32(t[1], 0, t[0], t[1]);
+    }
+    void put(Cell* at, const unsigned char* s) const {
+        for (int32_t half = 0; half < 2; half++, at += 4, s += 4) {
+            int32_t bytes;
+            memcpy(&bytes, s, sizeof bytes);
+            __m128i c = _mm_unpacklo_epi16(_mm_unpacklo_epi8(_mm_cvtsi32_si128(bytes), zero), zero);
+            __m128i c0_c1 = _mm_and_si128(_mm_shuffle_epi32(c, 0x40), _mm_setr_epi32(-1, 0, 0, -1));
+            __m128i c2 = _mm_and_si128(c, _mm_setr_epi32(0, 0, -1, 0));
+            __m128i c3 = _mm_and_si128(_mm_srli_si128(c, 8), _mm_setr_epi32(0, -1, 0, 0));
+            _mm_storeu_si128((__m128i*)at, _mm_or_si128(words[0], c0_c1));
+            _mm_storeu_si128((__m128i*)at + 1, _mm_or_si128(words[1], c2));
+            _mm_storeu_si128((__m128i*)at + 2, _mm_or_si128(words[2], c3));
+        }
+    }
+#else
+    CellTail tail;
+    explicit AsciiCells(CellTail style) : tail(style) {}
+    void put(Cell* at, const unsigned char* s) const {
+        for (int32_t j = 0; j < 8; j++) put_cell(at + j, s[j], tail);
+    }
+#endif
+};
+
+// Stores the printable ASCII that starts s[0 .. count), one cell each from `at`, and answers how
+// many bytes that was. Eight bytes are tested at once: none may have the high bit, be below 0x20
+// or be 0x7F (such a byte gives a high bit in x - 0x20 or x + 1; the first one is always caught,
+// since no carry or borrow reaches it from below).
+inline int32_t put_ascii_run(Cell* at, const unsigned char* s, int32_t count, CellTail tail) {
+    constexpr uint64_t ones = 0x0101010101010101, highs = ones * 0x80;
+    int32_t k = 0;
+    if (count >= 8) {
+        AsciiCells eight(tail);
+        for (uint64_t x; k + 8 <= count; k += 8) {
+            memcpy(&x, s + k, sizeof x);
+            if ((x | (x - ones * 0x20) | (x + ones)) & highs) break;
+            eight.put(at + k, s + k);
+        }
+    }
+    for (; k < count && s[k] >= 0x20 && s[k] < 0x7F; k++) put_cell(at + k, s[k], tail);
+    return k;
 }
 
 }  // namespace
@@ -332,9 +385,10 @@ void cellbuf_fill_rect(const Root<CellBuffer>& buf, Rect r, int32_t codepoint, c
     if (rect_empty(area)) return;
     Cell cell{codepoint, style};
     Cell* row = cells_of(buf) + (int64_t)area.y * buf->width + area.x;
-    // A span of whole rows is one run of cells.
+    // A span of whole rows is one run of cells; otherwise the first row is copied to the others.
     if (area.w == buf->width) return fill_cells(row, (int64_t)area.w * area.h, cell);
-    for (int32_t y = 0; y < area.h; y++, row += buf->width) fill_cells(row, area.w, cell);
+    fill_cells(row, area.w, cell);
+    for (int32_t y = 1; y < area.h; y++) memcpy(row + (int64_t)y * buf->width, row, (size_t)area.w * sizeof(Cell));
 }
 
 void cellbuf_draw_text(const Root<CellBuffer>& buf, int32_t x, int32_t y, const string& text, const Style& style) {
@@ -352,30 +406,29 @@ void cellbuf_draw_text(const Root<CellBuffer>& buf, int32_t x, int32_t y, const 
     }
 }
 
-void cellbuf_draw_text_in(const Root<CellBuffer>& buf, int32_t x, int32_t y, const string& text, const Style& style,
-                          Rect clip) {
-    cellbuf_draw_range_in(buf, x, y, text, 0, length(text), style, clip);
-}
+namespace {
 
-void cellbuf_draw_range_in(const Root<CellBuffer>& buf, int32_t x, int32_t y, const string& text, int32_t from,
-                           int32_t to, const Style& style, Rect clip) {
+// The `n` bytes from `s`, drawn at x, y as cellbuf_draw_text_in draws a text.
+void draw_bytes_in(const Root<CellBuffer>& buf, int32_t x, int32_t y, const unsigned char* s, int32_t n,
+                   const Style& style, const Rect& clip) {
     Cell* row = row_of(buf, y);
-    from = max_int(from, 0);
-    to = min_int(to, length(text));
-    if (!row || !row_in_clip(y, clip) || to <= from) return;
-    const unsigned char* s = bytes_of(text) + from;
-    int32_t n = to - from, width = buf->width;
+    if (!row || !row_in_clip(y, clip) || n <= 0) return;
+    int32_t width = buf->width;
     int64_t right = (int64_t)clip.x + clip.w, end = right < width ? right : width;
     int64_t pen = x, left = clip.x > 0 ? clip.x : 0;
     CellTail tail(style);
     for (int32_t i = 0; i < n && pen < end;) {
-        // Printable ASCII from the clip's left edge on, the common case: one cell each.
-        if (s[i] >= 0x20 && s[i] < 0x7F && pen >= left) {
-            put_cell(row + pen++, s[i++], tail);
-            continue;
+        // A run of printable ASCII from the clip's left edge on, the common case: one cell each, as
+        // far as the text or the clip goes.
+        if (pen >= left) {
+            int32_t stored = put_ascii_run(row + pen, s + i, end - pen < n - i ? (int32_t)(end - pen) : n - i, tail);
+            pen += stored;
+            i += stored;
+            if (i == n || pen == end) break;
         }
-        int32_t w, glyph;
-        text_glyph(next_codepoint(s, n, i), pen, w, glyph);
+        int32_t w, glyph, next = i;
+        text_glyph(next_codepoint(s, n, next), pen, w, glyph);
+        i = next;
         if (pen + w > right) {
             w = (int32_t)(right - pen);
             glyph = CH_SPACE;
@@ -383,6 +436,22 @@ void cellbuf_draw_range_in(const Root<CellBuffer>& buf, int32_t x, int32_t y, co
         if (pen >= left) store_glyph(row, pen, w, end, glyph, tail);
         pen += w;
     }
+}
+
+}  // namespace
+
+void cellbuf_draw_text_in(const Root<CellBuffer>& buf, int32_t x, int32_t y, const string& text, const Style& style,
+                          Rect clip) {
+    if (Text* t = text.get()) draw_bytes_in(buf, x, y, (const unsigned char*)t->c_str(), t->length(), style, clip);
+}
+
+void cellbuf_draw_range_in(const Root<CellBuffer>& buf, int32_t x, int32_t y, const string& text, int32_t from,
+                           int32_t to, const Style& style, Rect clip) {
+    Text* t = text.get();
+    if (!t) return;
+    from = max_int(from, 0);
+    to = min_int(to, t->length());
+    if (to > from) draw_bytes_in(buf, x, y, (const unsigned char*)t->c_str() + from, to - from, style, clip);
 }
 
 void cellbuf_draw_text_hot(const Root<CellBuffer>& buf, int32_t x, int32_t y, const string& text, int32_t hot_index,
@@ -438,12 +507,16 @@ void cellbuf_draw_box_in(const Root<CellBuffer>& buf, Rect r, const Style& style
     if (r.w > 1) put(x1, y0, tr);
     if (r.h > 1) put(x0, y1, bl);
     if (r.w > 1 && r.h > 1) put(x1, y1, br);
-    // Only the stretch of each edge that can lie inside the clip is walked.
-    for (int64_t x = x0 + 1 > clip.x ? x0 + 1 : clip.x; x < x1 && x < (int64_t)clip.x + clip.w; x++) {
-        put(x, y0, t);
-        if (r.h > 1) put(x, y1, b);
-    }
-    for (int64_t y = y0 + 1 > clip.y ? y0 + 1 : clip.y; y < y1 && y < (int64_t)clip.y + clip.h; y++) {
+    // Only the stretch of each edge that lies inside the area is stored: the top and bottom edges as
+    // runs of one cell.
+    int64_t from = x0 + 1 > area.x ? x0 + 1 : area.x, to = x1 < area.x + area.w ? x1 : area.x + area.w;
+    auto run = [&](int64_t y, int32_t cp) {
+        if (from < to && y >= area.y && y < area.y + area.h)
+            fill_cells(cells + y * width + from, to - from, Cell{cp, style});
+    };
+    run(y0, t);
+    if (r.h > 1) run(y1, b);
+    for (int64_t y = y0 + 1 > area.y ? y0 + 1 : area.y; y < y1 && y < area.y + area.h; y++) {
         put(x0, y, v);
         if (r.w > 1) put(x1, y, v);
     }

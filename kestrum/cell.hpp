@@ -123,11 +123,21 @@ inline constexpr int32_t ansi16_b[16] = {0, 0, 0, 0, 170, 170, 170, 170, 85, 0, 
 
 Point point(int32_t x, int32_t y);
 Rect rect(int32_t x, int32_t y, int32_t w, int32_t h);
-bool rect_empty(Rect r);
+inline bool rect_empty(Rect r) { return r.w <= 0 || r.h <= 0; }
 bool point_in_rect(Point p, Rect r);
 // The overlap, or rect(0, 0, 0, 0) when there is none.
-Rect rect_intersect(Rect a, Rect b);
-Rect rect_clip_to_size(Rect r, int32_t w, int32_t h);
+inline Rect rect_intersect(Rect a, Rect b) {
+    if (rect_empty(a) || rect_empty(b)) return Rect{};
+    int64_t x0 = a.x > b.x ? a.x : b.x, y0 = a.y > b.y ? a.y : b.y;
+    int64_t x1 = (int64_t)a.x + a.w < (int64_t)b.x + b.w ? (int64_t)a.x + a.w : (int64_t)b.x + b.w;
+    int64_t y1 = (int64_t)a.y + a.h < (int64_t)b.y + b.h ? (int64_t)a.y + a.h : (int64_t)b.y + b.h;
+    if (x1 - x0 < 1 || y1 - y0 < 1) return Rect{};
+    return Rect{(int32_t)x0, (int32_t)y0, (int32_t)(x1 - x0), (int32_t)(y1 - y0)};
+}
+inline Rect rect_clip_to_size(Rect r, int32_t w, int32_t h) {
+    if (w < 1 || h < 1 || rect_empty(r)) return Rect{};
+    return rect_intersect(r, Rect{0, 0, w, h});
+}
 int32_t clamp_byte(int32_t v);
 Color color_rgb(int32_t r, int32_t g, int32_t b);
 Color color_black();

@@ -95,6 +95,17 @@ TEST_F(Cells, DrawingStaysInsideTheBufferAndTheClip) {
         cellbuf_draw_text_in(buf, c.x, 0, from_c(c.text), style_default(), c.clip);
         EXPECT_EQ(rows(buf), c.row) << c.text;
     }
+    // Every byte value, at each place within eight after printable ASCII, gives the cells of unclipped text.
+    Style odd = style_make(color_rgb(1, 2, 3), color_rgb(4, 5, 6), true, false, true);
+    for (int32_t byte = 1; byte < 256; byte++)
+        for (int32_t from = 0; from < 8; from++) {
+            std::string text = "abcdefghijklmnop" + std::string(1, (char)byte) + "qrstuvwxyz";
+            Root<CellBuffer> fast = dotted(40, 1), plain = dotted(40, 1);
+            cellbuf_draw_range_in(fast, 1, 0, from_c(text.c_str()), from, 99, odd, rect(0, 0, 40, 1));
+            cellbuf_draw_text(plain, 1, 0, from_c(text.c_str() + from), odd);
+            for (int32_t x = 0; x < 40; x++)
+                EXPECT_EQ(cellbuf_get(fast, x, 0), cellbuf_get(plain, x, 0)) << byte << " " << from;
+        }
     buf = dotted(8, 1);
     cellbuf_draw_text_hot(buf, 0, 0, from_c("\xc3\xa9\xe6\xbc\xa2xyz"), 1, style_default(), rect(0, 0, 5, 1));
     EXPECT_EQ(rows(buf), "\xc3\xa9\xe6\xbc\xa2 xy...");
