@@ -39,8 +39,6 @@ Style style_make(Color fg, Color bg, bool bold, bool underline, bool reverse) {
 bool style_eq(const Style& a, const Style& b) { return a == b; }
 Cell cell_space(const Style& style) { return Cell{CH_SPACE, style}; }
 bool cell_eq(const Cell& a, const Cell& b) { return a == b; }
-int32_t max_int(int32_t a, int32_t b) { return a > b ? a : b; }
-int32_t min_int(int32_t a, int32_t b) { return a < b ? a : b; }
 
 // ---- Text measuring ----------------------------------------------------------------------
 

@@ -148,8 +148,8 @@ Style style_make(Color fg, Color bg, bool bold, bool underline, bool reverse);
 bool style_eq(const Style& a, const Style& b);
 Cell cell_space(const Style& style);
 bool cell_eq(const Cell& a, const Cell& b);
-int32_t max_int(int32_t a, int32_t b);
-int32_t min_int(int32_t a, int32_t b);
+constexpr int32_t max_int(int32_t a, int32_t b) { return a > b ? a : b; }
+constexpr int32_t min_int(int32_t a, int32_t b) { return a < b ? a : b; }
 // `v` brought into low .. high; `low` wins when high < low.
 constexpr int32_t clamp(int64_t v, int32_t low, int32_t high) { return v < low ? low : v > high ? high : (int32_t)v; }
 

@@ -631,6 +631,13 @@ int32_t stack_top(const HlStack& stack) {
     return stack.depth > 0 && stack.depth <= max_stack() ? stack.ctxs[stack.depth - 1] : 0;
 }
 
+bool same_stack(const HlStack& a, const HlStack& b) {
+    if (a.depth != b.depth) return false;
+    for (int32_t i = 0; i < a.depth && i < max_stack(); i++)
+        if (a.ctxs[i] != b.ctxs[i]) return false;
+    return true;
+}
+
 HlStack stack_apply(const HlStack& stack, const Root<Lang>& lang, const string& next) {
     return step(stack, lang.get(), next.get());
 }
@@ -717,13 +724,6 @@ HlStack apply_line(const Root<Lang>& lang, const string& line, const HlStack& st
 
 namespace {
 
-bool same_stack(const HlStack& a, const HlStack& b) {
-    if (a.depth != b.depth) return false;
-    for (int32_t i = 0; i < a.depth && i < max_stack(); i++)
-        if (a.ctxs[i] != b.ctxs[i]) return false;
-    return true;
-}
-
 // Keeps the cache if it was made for this language and enough slots, else starts it empty; the
 // kept spans go with another scheme too.
 void fit_cache(const Root<HlCache>& cache, const Root<Lang>& language, const Root<SyntaxScheme>& scheme,
@@ -740,13 +740,18 @@ void fit_cache(const Root<HlCache>& cache, const Root<Lang>& language, const Roo
     cache->painted = Array<Member<HlLine>>::make(cache->texts->size());
 }
 
+// The spans kept for line i, if they were found for this text from this stack.
+const HlLine* kept_line(const Root<HlCache>& cache, int32_t i, const string& line, const HlStack& stack) {
+    const HlLine* kept = cache->painted[i].get();
+    return kept && kept->text.get() == line.get() && same_stack(kept->start, stack) ? kept : nullptr;
+}
+
 // Paints line i of the cache from its kept spans, or runs the rules over it and keeps what they
 // found. The kept spans are painted in the same calls, in the same order, as the rules would
 // paint them, so the cells come out the same; only the rules and the measuring are not run again.
 HlStack paint_kept(const Root<HlCache>& cache, int32_t i, const string& line, const HlStack& stack,
                    SpanPainter& painter) {
-    const HlLine* kept = cache->painted[i].get();
-    if (kept && kept->text.get() == line.get() && same_stack(kept->start, stack)) {
+    if (const HlLine* kept = kept_line(cache, i, line, stack)) {
         for (const HlSpan& span : *kept->spans) painter.draw(span.start, span.end, span.offset, span.style);
         return kept->end;
     }
@@ -766,9 +771,11 @@ HlStack paint_kept(const Root<HlCache>& cache, int32_t i, const string& line, co
 
 }  // namespace
 
+// A memo's row is restored only where the line's end stack is known without the rules: without a
+// language it is the stack the line starts in, with one it is the kept record's.
 void paint_lines(const Root<CellBuffer>& buf, const string_array& lines, int32_t count, int32_t first, int32_t rows,
                  int32_t x, int32_t y, int32_t lang, const Root<SyntaxScheme>& scheme, Rect clip,
-                 const Root<HlCache>& cache) {
+                 const Root<HlCache>& cache, RowMemo* memo) {
     ensure_catalog();
     Root<Lang> language = lang > 0 && lang < g_n ? Root<Lang>(lang_at(lang)) : Root<Lang>();
     HlStack stack = empty_stack();
@@ -777,7 +784,16 @@ void paint_lines(const Root<CellBuffer>& buf, const string_array& lines, int32_t
     int32_t end = (int32_t)std::min<int64_t>(count, (int64_t)first + max_int(rows, 0));
     bool cached = language && language->ctx_count > 0 && cache;
     if (cached) fit_cache(cache, language, scheme, runtime::length(lines));
-    for (int32_t i = 0; i < end; i++) {
+    int32_t i = 0;
+    if (cached) {
+        // The lines above the painted ones whose slots hold their recorded texts end in their
+        // recorded stacks: only the slots are compared.
+        const Member<Text>* now = lines->data();
+        const Member<Text>* seen = cache->texts->data();
+        for (int32_t known = min_int(min_int(first, cache->valid), end); i < known && now[i].get() == seen[i].get();) i++;
+        if (i > 0) stack = cache->ends[i - 1];
+    }
+    for (; i < end; i++) {
         int64_t row = (int64_t)y + i - first;
         bool paint = i >= first && row >= INT32_MIN && row <= INT32_MAX;
         if (!language && !paint) continue;
@@ -787,15 +803,25 @@ void paint_lines(const Root<CellBuffer>& buf, const string_array& lines, int32_t
             stack = cache->ends[i];
             continue;
         }
-        if (!language) {
-            cellbuf_draw_text_in(buf, x, (int32_t)row, line, role_style(scheme.get(), -1), clip);
-            continue;
+        HlStack start = stack;
+        bool restored = false;
+        if (paint && memo) {
+            const HlLine* kept = cached ? kept_line(cache, i, line, stack) : nullptr;
+            bool known = kept || !language || language->ctx_count <= 0;
+            restored = known && memo->restore((int32_t)row, i, line, stack);
+            if (restored && kept) stack = kept->end;
+            if (!restored) memo->clear((int32_t)row, i);
         }
-        if (cached && paint) {
-            SpanPainter painter{buf, line, x, (int32_t)row, clip};
-            stack = paint_kept(cache, i, line, stack, painter);
-        } else {
-            stack = apply_line(language, line, stack, buf, x, (int32_t)row, scheme, clip, paint);
+        if (!restored) {
+            if (!language) {
+                cellbuf_draw_text_in(buf, x, (int32_t)row, line, role_style(scheme.get(), -1), clip);
+            } else if (cached && paint) {
+                SpanPainter painter{buf, line, x, (int32_t)row, clip};
+                stack = paint_kept(cache, i, line, stack, painter);
+            } else {
+                stack = apply_line(language, line, stack, buf, x, (int32_t)row, scheme, clip, paint);
+            }
+            if (paint && memo) memo->keep((int32_t)row, i, line, start);
         }
         if (!cached || i > cache->valid) continue;
         if (!recorded || !same_stack(cache->ends[i], stack)) cache->valid = i + 1;

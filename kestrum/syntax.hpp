@@ -183,6 +183,8 @@ struct HlStack {
 
 HlStack empty_stack();
 int32_t stack_top(const HlStack& stack);
+// The same contexts, bottom to top.
+bool same_stack(const HlStack& a, const HlStack& b);
 // "" or "stay" keep the stack, "pop" drops the top above the bottom, a context name pushes it if
 // it exists and there is room; anything else keeps the stack.
 HlStack stack_apply(const HlStack& stack, const Root<Lang>& lang, const string& next);
@@ -236,12 +238,22 @@ public:
     int32_t valid = 0;
 };
 
+// The rows a caller has painted before, kept in its own terms. For a line whose end stack is
+// known without running the rules, paint_lines first asks `restore` to put the row back as the
+// same line from the same stack left it; when it does not, the row is handed to `clear` before
+// the line is painted and to `keep` after.
+struct RowMemo {
+    virtual bool restore(int32_t row, int32_t index, const string& line, const HlStack& start) = 0;
+    virtual void clear(int32_t row, int32_t index) = 0;
+    virtual void keep(int32_t row, int32_t index, const string& line, const HlStack& start) = 0;
+};
+
 // Scans lines 0 to first + rows - 1 of catalog language `lang` and paints lines first .. first +
 // rows - 1 at rows y and below; without a language they are painted in role "normal". With a cache,
 // a line above the painted ones whose record holds is not scanned again; a changed line renews
 // its record and, if its end stack changed, drops the records below it.
 void paint_lines(const Root<CellBuffer>& buf, const string_array& lines, int32_t count, int32_t first, int32_t rows,
                  int32_t x, int32_t y, int32_t lang, const Root<SyntaxScheme>& scheme, Rect clip,
-                 const Root<HlCache>& cache = Root<HlCache>());
+                 const Root<HlCache>& cache = Root<HlCache>(), RowMemo* memo = nullptr);
 
 }  // namespace kestrum

@@ -298,9 +298,10 @@ public:
         const nolt_type* element_type = references ? nullptr : type_of<E>();
         return Root<Array>(static_cast<Array*>(allocate_array(sizeof(E), count, element_type, references)));
     }
-    // Checked element access; a null array has length 0.
+    // Checked element access; a null array has length 0. The check's call, which reports the
+    // fault, is made only for an index it would refuse.
     static E& at(Array* array, int64_t index) {
-        nolt_array_check(array, index);
+        if (!array || index < 0 || index >= (int32_t)array->size()) nolt_array_check(array, index);
         return array->data()[index];
     }
 

@@ -593,20 +593,94 @@ bool TextArea::find_next(const string& needle) {
 
 // ---- Drawing -------------------------------------------------------------------------------
 
-void TextArea::draw_gutter(const Root<CellBuffer>& buf, Rect r, Rect area, int32_t rows, int32_t g) {
+// The gutter's cells on row y: its background, and the number of the line shown there.
+void TextArea::draw_gutter_row(const Root<CellBuffer>& buf, Rect r, Rect area, int32_t y, int32_t g) {
     Style style = gutter_style();
-    for (int32_t i = 0; i < rows; i++) {
-        int32_t y = r.y + i, ln = top_line + i;
-        cellbuf_fill_rect(buf, rect_intersect(area, rect(r.x, y, g, 1)), CH_SPACE, style);
-        if (ln < 0 || ln >= line_count) continue;
-        // The number right-aligned in g - 1 cells, one blank column before the text.
-        char digits[12];
-        int32_t n = 0;
-        for (int32_t v = ln + 1; v > 0; v /= 10) digits[n++] = (char)('0' + v % 10);
-        for (int32_t k = 0, x = r.x + max_int(g - 1 - n, 0); k < n; k++, x++)
-            cellbuf_put_in(buf, x, y, digits[n - 1 - k], style, area);
-    }
+    int32_t ln = top_line + (y - r.y);
+    cellbuf_fill_rect(buf, rect_intersect(area, rect(r.x, y, g, 1)), CH_SPACE, style);
+    if (ln < 0 || ln >= line_count) return;
+    // The number right-aligned in g - 1 cells, one blank column before the text.
+    char digits[12];
+    int32_t n = 0;
+    for (int32_t v = ln + 1; v > 0; v /= 10) digits[n++] = (char)('0' + v % 10);
+    for (int32_t k = 0, x = r.x + max_int(g - 1 - n, 0); k < n; k++, x++)
+        cellbuf_put_in(buf, x, y, digits[n - 1 - k], style, area);
 }
+
+Root<KeptRows> TextArea::fit_kept_rows(const Root<CellBuffer>& buf, Rect r, Rect area, int32_t g, int32_t pen,
+                                       Rect tclip) {
+    if (!kept_rows) kept_rows = runtime::make<KeptRows>();
+    Root<KeptRows> kept(kept_rows.get());
+    Rect span = rect_clip_to_size(area, buf->width, buf->height);
+    Style base = base_style(), numbers = gutter_style();
+    if (kept->texts && kept->span == span && kept->text_clip == tclip && kept->left == r.x &&
+        kept->gutter == g && kept->pen == pen && kept->lang == lang && kept->base == base && kept->numbers == numbers &&
+        kept->scheme.get() == scheme.get())
+        return kept;
+    uint64_t rows = (uint64_t)max_int(span.h, 0), cells = rows * (uint64_t)max_int(span.w, 0);
+    if (!kept->texts || kept->texts->size() != rows || kept->cells->size() != cells) {
+        kept->texts = Array<Member<Text>>::make(rows);
+        kept->starts = Array<HlStack>::make(rows);
+        kept->indices = Array<int32_t>::make(rows);
+        kept->cells = Array<Cell>::make(cells);
+    } else {
+        for (Member<Text>& text : *kept->texts) text = nullptr;
+    }
+    kept->span = span;
+    kept->text_clip = tclip;
+    kept->left = r.x;
+    kept->gutter = g;
+    kept->pen = pen;
+    kept->lang = lang;
+    kept->base = base;
+    kept->numbers = numbers;
+    kept->scheme = scheme;
+    return kept;
+}
+
+namespace {
+
+// A row of the text is its background, its gutter and its painted line, and nothing else draws
+// there before the selection and the caret; so a row that shows the same line, painted from the
+// same stack, under the same key, is the kept row's cells again.
+struct AreaRows final : RowMemo {
+    TextArea& area;
+    const Root<CellBuffer>& buf;
+    KeptRows* kept;  // held by the area
+    Rect r, clip;    // the text area's rectangle, and the part of it drawn
+    int32_t g;
+
+    AreaRows(TextArea& area, const Root<CellBuffer>& buf, KeptRows* kept, Rect r, Rect clip, int32_t g)
+        : area(area), buf(buf), kept(kept), r(r), clip(clip), g(g) {}
+
+    // The row's cells in the buffer and in the record; null when the row is not drawn.
+    Cell* shown(int32_t row) { return buf->cells->data() + (int64_t)row * buf->width + kept->span.x; }
+    Cell* held(int32_t row) { return kept->cells->data() + (int64_t)(row - kept->span.y) * kept->span.w; }
+    bool drawn(int32_t row) { return row >= kept->span.y && row - kept->span.y < kept->span.h; }
+
+    bool restore(int32_t row, int32_t index, const string& line, const HlStack& start) override {
+        if (!drawn(row)) return false;
+        int32_t k = row - kept->span.y;
+        if (kept->texts[k].get() != line.get() || kept->indices[k] != index || !same_stack(kept->starts[k], start))
+            return false;
+        memcpy(shown(row), held(row), (size_t)kept->span.w * sizeof(Cell));
+        return true;
+    }
+    void clear(int32_t row, int32_t) override {
+        cellbuf_fill_rect(buf, rect_intersect(clip, rect(r.x, row, r.w, 1)), CH_SPACE, area.base_style());
+        if (g > 0) area.draw_gutter_row(buf, r, clip, row, g);
+    }
+    void keep(int32_t row, int32_t index, const string& line, const HlStack& start) override {
+        if (!drawn(row)) return;
+        int32_t k = row - kept->span.y;
+        kept->texts[k] = line;
+        kept->indices[k] = index;
+        kept->starts[k] = start;
+        memcpy(held(row), shown(row), (size_t)kept->span.w * sizeof(Cell));
+    }
+};
+
+}  // namespace
 
 void TextArea::draw_selection(const Root<CellBuffer>& buf, Rect r, Rect area, int32_t text_x, int32_t rows) {
     Span s = sel_span();
@@ -625,12 +699,21 @@ void TextArea::draw_selection(const Root<CellBuffer>& buf, Rect r, Rect area, in
 void TextArea::draw(const Root<CellBuffer>& buf, Rect r, Rect clip, bool focused, const Root<Theme>& theme) {
     Rect area = rect_intersect(r, clip);
     if (rect_empty(area)) return;
-    cellbuf_fill_rect(buf, area, CH_SPACE, base_style());
     int32_t rows = max_int(min_int(vis_rows(), r.h), 1), g = gutter_w();
     int32_t text_x = r.x + g, text_w = max_int(r.w - g, 1);
-    if (g > 0) draw_gutter(buf, r, area, rows, g);
     Rect tclip = rect_intersect(area, rect(text_x, r.y, text_w, rows));
-    paint_lines(buf, lines, line_count, top_line, rows, text_x - left_col, r.y, lang, scheme, tclip, hl);
+    Root<KeptRows> kept = fit_kept_rows(buf, r, area, g, text_x - left_col, tclip);
+    AreaRows memo(*this, buf, kept.get(), r, area, g);
+    // The lines are painted on rows lines_from .. lines_to - 1 of r, each one cleared first; the
+    // others hold the background, and within `rows` the gutter.
+    int64_t lines_to = std::min<int64_t>(min_int(line_count, runtime::length(lines)), (int64_t)top_line + rows) - top_line;
+    int64_t lines_from = max_int(-top_line, 0);
+    for (int32_t y = area.y; y < area.y + area.h; y++) {
+        if (y - r.y >= lines_from && y - r.y < lines_to) continue;
+        cellbuf_fill_rect(buf, rect(area.x, y, area.w, 1), CH_SPACE, base_style());
+        if (g > 0 && y - r.y < rows) draw_gutter_row(buf, r, area, y, g);
+    }
+    paint_lines(buf, lines, line_count, top_line, rows, text_x - left_col, r.y, lang, scheme, tclip, hl, &memo);
     if (!sel_empty()) draw_selection(buf, r, area, text_x, rows);
     if (focused && caret_line >= top_line && caret_line < top_line + rows && caret_line < line_count) {
         Point p = point(text_x + cp_to_display(at(caret_line), caret_col) - left_col, r.y + caret_line - top_line);

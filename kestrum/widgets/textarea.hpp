@@ -16,6 +16,26 @@ namespace kestrum {
 constexpr int32_t max_lines_cap() { return 2048; }
 constexpr int32_t max_line_cap() { return 512; }
 
+// The text's rows as the last draws left them, before the selection and the caret were laid
+// over them: each row's cells across the drawn area, with the line, its number and the stack it
+// was painted from. Everything else a row's cells depend on is the key; a draw with another key
+// starts the record afresh.
+class KeptRows {
+    NOLT_MANAGED(KeptRows, void);
+
+public:
+    Rect span;  // the area drawn, within the buffer
+    Rect text_clip;
+    int32_t left = 0, gutter = 0, pen = 0;  // the area's x, the gutter's width, column 0's x
+    int32_t lang = 0;
+    Style base, numbers;
+    Member<SyntaxScheme> scheme;
+    Member<runtime::Array<Member<Text>>> texts;  // by row; null where none is kept
+    Member<runtime::Array<HlStack>> starts;
+    Member<runtime::Array<int32_t>> indices;
+    Member<runtime::Array<Cell>> cells;  // span.w of them for each row
+};
+
 class TextArea : public View {
     NOLT_MANAGED(TextArea, View);
 
@@ -35,6 +55,7 @@ public:
     int32_t lang = LANG_NONE();  // the catalog's language for highlighting
     Member<SyntaxScheme> scheme;  // the colours of text and gutter; "default" at creation
     Member<HlCache> hl;           // the highlighter's end stacks from the last draws
+    Member<KeptRows> kept_rows;   // the painted rows of the last draws
     Member<runtime::Array<Member<Text>>> width_texts;  // content_width's lines and their widths
     Member<runtime::Array<int32_t>> widths;
     bool line_numbers = false;
@@ -128,6 +149,8 @@ public:
     // The scheme's normal text, and its gutter.
     Style base_style() const;
     Style gutter_style() const;
+    // The gutter, g cells wide, on row y of r, within area.
+    void draw_gutter_row(const Root<CellBuffer>& buf, Rect r, Rect area, int32_t y, int32_t g);
 
 private:
     // The selection's ends in text order, their lines limited to the text.
@@ -144,7 +167,8 @@ private:
     void extend_or_clear(bool extending);
     // Moves the caret to a cell of the text at mx, my, inside r; false outside.
     bool caret_to_point(Rect r, int32_t mx, int32_t my);
-    void draw_gutter(const Root<CellBuffer>& buf, Rect r, Rect area, int32_t rows, int32_t g);
+    // The record of painted rows, fitted to a draw: emptied when its key has changed.
+    Root<KeptRows> fit_kept_rows(const Root<CellBuffer>& buf, Rect r, Rect area, int32_t g, int32_t pen, Rect tclip);
     Span sel_span();
     void draw_selection(const Root<CellBuffer>& buf, Rect r, Rect area, int32_t text_x, int32_t rows);
 };

@@ -1,6 +1,7 @@
 #include "kestrum/widgets/textarea.hpp"
 
 #include <array>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -215,6 +216,42 @@ TEST(TextAreaView, HorizontalScrollThroughWideCharactersAndTabs) {
         EXPECT_STYLES_AT(buf, rect(0, 0, 6, 1), legend(a), {s.styles});
     }
     EXPECT_SCREEN_AT(buf, rect(0, 2, 4, 1), {"\xe2\x94\xa4 \xe2\x96\x88\xe2\x94\x9c"});
+}
+
+// Rows kept from earlier draws must come out as a fresh area draws them, through edits that change
+// the highlighting of the lines below them, scrolling both ways, the gutter, the clip and the scheme.
+TEST(TextAreaView, KeptRowsDrawAsAFreshAreaWould) {
+    add_syntax_dir(from_c(NOLT_SOURCE_DIR "/nolt-stdlib/kestrum/syntax.d"));
+    int32_t c = lang_from_path("a.c"_t);
+    ASSERT_GT(c, 0);
+    Root<Theme> theme = theme_classic();
+    Root<TextArea> a = TextArea::create(rect(1, 1, 24, 6), 64, 6, 64);
+    a->set_text(from_c("int x = 1; /* open\n\tstill " WIDE " in it\nshut */ int y;\nchar *s = \"a\\\"b\"; // c\n"
+                       "#define N 0x1F\nreturn y;\nwhile (x) x--;\n}\n"));
+    a->set_syntax(c);
+    const char* moves[] = {"/*", "*/", "<Ent>", "<BS>", "<Del>", "<D><D>", "<U>", "<PD>", "<PU>", "<E>", "<H>", "\t",
+                           "<X>", "\"", "<SR><SR>", "int ", "<P:" WIDE ">"};
+    Root<CellBuffer> kept = cellbuf_create(28, 9), fresh = cellbuf_create(28, 9);
+    std::mt19937 rng(11);
+    for (int32_t step = 0; step < 600; step++) {
+        run(a, moves[rng() % std::size(moves)]);
+        if (step % 37 == 0) a->set_line_numbers(!a->line_numbers);
+        if (step % 53 == 0) a->set_syntax(a->lang == c ? 0 : c);
+        if (step % 71 == 0) a->set_syntax_scheme(scheme_by_name(step % 2 ? "monokai"_t : "default"_t));
+        Rect clip = step % 5 == 0 ? rect(0, 2, 20, 9) : whole(kept);
+        cellbuf_clear(kept, style_default());
+        a->draw(kept, a->bounds, clip, step % 3 != 0, theme);
+        Root<KeptRows> rows(a->kept_rows.get());
+        Root<HlCache> hl(a->hl.get());
+        a->kept_rows = nullptr, a->hl = runtime::make<HlCache>();
+        cellbuf_clear(fresh, style_default());
+        a->draw(fresh, a->bounds, clip, step % 3 != 0, theme);
+        a->kept_rows = rows, a->hl = hl;
+        ASSERT_TRUE(memcmp(kept->cells->data(), fresh->cells->data(), kept->cells->size() * sizeof(Cell)) == 0)
+            << "step " << step << "\n" << test_support::same_picture(test_support::screen_text(kept, whole(kept)),
+                                                             test_support::screen_text(fresh, whole(fresh)))
+                       .message();
+    }
 }
 
 TEST(TextAreaMouse, ClicksDragsWheelAndBarsThroughTheOffsets) {
