@@ -1,6 +1,7 @@
 #include "kestrum/widgets/textarea.hpp"
 
 #include <string.h>
+#include <algorithm>
 
 #include "kestrum/widgets/scrollbar.hpp"
 #include "stdlib/encoding/utf8.hpp"
@@ -653,10 +654,10 @@ struct AreaRows final : RowMemo {
     AreaRows(TextArea& area, const Root<CellBuffer>& buf, KeptRows* kept, Rect r, Rect clip, int32_t g)
         : area(area), buf(buf), kept(kept), r(r), clip(clip), g(g) {}
 
-    // The row's cells in the buffer and in the record; null when the row is not drawn.
+    // A row of the drawn area: its cells in the buffer and in the record.
     Cell* shown(int32_t row) { return buf->cells->data() + (int64_t)row * buf->width + kept->span.x; }
     Cell* held(int32_t row) { return kept->cells->data() + (int64_t)(row - kept->span.y) * kept->span.w; }
-    bool drawn(int32_t row) { return row >= kept->span.y && row - kept->span.y < kept->span.h; }
+    bool drawn(int32_t row) { return row >= kept->span.y && (int64_t)row - kept->span.y < kept->span.h; }
 
     bool restore(int32_t row, int32_t index, const string& line, const HlStack& start) override {
         if (!drawn(row)) return false;
@@ -707,7 +708,7 @@ void TextArea::draw(const Root<CellBuffer>& buf, Rect r, Rect clip, bool focused
     // The lines are painted on rows lines_from .. lines_to - 1 of r, each one cleared first; the
     // others hold the background, and within `rows` the gutter.
     int64_t lines_to = std::min<int64_t>(min_int(line_count, runtime::length(lines)), (int64_t)top_line + rows) - top_line;
-    int64_t lines_from = max_int(-top_line, 0);
+    int64_t lines_from = std::max<int64_t>(-(int64_t)top_line, 0);
     for (int32_t y = area.y; y < area.y + area.h; y++) {
         if (y - r.y >= lines_from && y - r.y < lines_to) continue;
         cellbuf_fill_rect(buf, rect(area.x, y, area.w, 1), CH_SPACE, base_style());
