@@ -1,9 +1,9 @@
 #include "ide/editor.hpp"
 
+#include <stdio.h>
 #include <string.h>
 
 #include "kestrum/syntax.hpp"
-#include "stdlib/core/convert.hpp"
 #include "stdlib/fs/perm.hpp"
 #include "stdlib/fs/stat.hpp"
 #include "stdlib/io/file.hpp"
@@ -197,10 +197,10 @@ string EditWin::status_left() {
 string EditWin::status_right() {
     int32_t figures[4] = {area->line_count, area->caret_line, area->caret_col, area->overwrite};
     if (right_text && memcmp(figures, right_figures, sizeof figures) == 0) return string(right_text);
-    string s = concat(stdlib::to_string(area->line_count), " lines  "_t);
-    s = concat(concat(s, stdlib::to_string(area->caret_line + 1)), ":"_t);
-    s = concat(concat(s, stdlib::to_string(area->caret_col + 1)), "  "_t);
-    s = concat(s, area->overwrite ? "OVR"_t : "INS"_t);
+    char made[64];
+    int n = snprintf(made, sizeof made, "%d lines  %d:%d  %s", area->line_count, area->caret_line + 1,
+                     area->caret_col + 1, area->overwrite ? "OVR" : "INS");
+    string s = stdlib::from_bytes(made, n);
     right_text = s;
     memcpy(right_figures, figures, sizeof figures);
     return s;
