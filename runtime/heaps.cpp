@@ -393,10 +393,6 @@ nolt_block* nolt_machine_expand_heap(uint64_t size) {
         free(base);
         return nullptr;
     }
-    // The allocator carves the region from its start on, touching fresh pages as it goes; in
-    // huge pages, where the system offers them, that is one fault per 2 MB instead of one per page.
-    // Nothing depends on it: without them the pages come one by one, as before.
-    madvise(base, total, MADV_HUGEPAGE);
     auto* region = (nolt_region*)base;
     memset(region, 0, sizeof *region);
     region->base = base;
