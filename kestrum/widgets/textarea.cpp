@@ -613,11 +613,8 @@ Root<KeptRows> TextArea::fit_kept_rows(const Root<CellBuffer>& buf, Rect r, Rect
     if (!kept_rows) kept_rows = runtime::make<KeptRows>();
     Root<KeptRows> kept(kept_rows.get());
     Rect span = rect_clip_to_size(area, buf->width, buf->height);
-    Style base = base_style(), numbers = gutter_style();
-    if (kept->texts && kept->span == span && kept->text_clip == tclip && kept->left == r.x &&
-        kept->gutter == g && kept->pen == pen && kept->lang == lang && kept->base == base && kept->numbers == numbers &&
-        kept->scheme.get() == scheme.get())
-        return kept;
+    KeptRowsKey key{span, tclip, r.x, g, pen, lang, base_style(), gutter_style()};
+    if (kept->texts && kept->key == key && kept->scheme.get() == scheme.get()) return kept;
     uint64_t rows = (uint64_t)max_int(span.h, 0), cells = rows * (uint64_t)max_int(span.w, 0);
     if (!kept->texts || kept->texts->size() != rows || kept->cells->size() != cells) {
         kept->texts = Array<Member<Text>>::make(rows);
@@ -627,14 +624,7 @@ Root<KeptRows> TextArea::fit_kept_rows(const Root<CellBuffer>& buf, Rect r, Rect
     } else {
         for (Member<Text>& text : *kept->texts) text = nullptr;
     }
-    kept->span = span;
-    kept->text_clip = tclip;
-    kept->left = r.x;
-    kept->gutter = g;
-    kept->pen = pen;
-    kept->lang = lang;
-    kept->base = base;
-    kept->numbers = numbers;
+    kept->key = key;
     kept->scheme = scheme;
     return kept;
 }
@@ -649,22 +639,23 @@ struct AreaRows final : RowMemo {
     const Root<CellBuffer>& buf;
     KeptRows* kept;  // held by the area
     Rect r, clip;    // the text area's rectangle, and the part of it drawn
+    Rect span;       // the part drawn within the buffer, whose rows are kept
     int32_t g;
 
     AreaRows(TextArea& area, const Root<CellBuffer>& buf, KeptRows* kept, Rect r, Rect clip, int32_t g)
-        : area(area), buf(buf), kept(kept), r(r), clip(clip), g(g) {}
+        : area(area), buf(buf), kept(kept), r(r), clip(clip), span(kept->key.span), g(g) {}
 
     // A row of the drawn area: its cells in the buffer and in the record.
-    Cell* shown(int32_t row) { return buf->cells->data() + (int64_t)row * buf->width + kept->span.x; }
-    Cell* held(int32_t row) { return kept->cells->data() + (int64_t)(row - kept->span.y) * kept->span.w; }
-    bool drawn(int32_t row) { return row >= kept->span.y && (int64_t)row - kept->span.y < kept->span.h; }
+    Cell* shown(int32_t row) { return buf->cells->data() + (int64_t)row * buf->width + span.x; }
+    Cell* held(int32_t row) { return kept->cells->data() + (int64_t)(row - span.y) * span.w; }
+    bool drawn(int32_t row) { return row >= span.y && (int64_t)row - span.y < span.h; }
 
     bool restore(int32_t row, int32_t index, const string& line, const HlStack& start) override {
         if (!drawn(row)) return false;
-        int32_t k = row - kept->span.y;
+        int32_t k = row - span.y;
         if (kept->texts[k].get() != line.get() || kept->indices[k] != index || !same_stack(kept->starts[k], start))
             return false;
-        memcpy(shown(row), held(row), (size_t)kept->span.w * sizeof(Cell));
+        memcpy(shown(row), held(row), (size_t)span.w * sizeof(Cell));
         return true;
     }
     void clear(int32_t row, int32_t) override {
@@ -673,11 +664,11 @@ struct AreaRows final : RowMemo {
     }
     void keep(int32_t row, int32_t index, const string& line, const HlStack& start) override {
         if (!drawn(row)) return;
-        int32_t k = row - kept->span.y;
+        int32_t k = row - span.y;
         kept->texts[k] = line;
         kept->indices[k] = index;
         kept->starts[k] = start;
-        memcpy(held(row), shown(row), (size_t)kept->span.w * sizeof(Cell));
+        memcpy(held(row), shown(row), (size_t)span.w * sizeof(Cell));
     }
 };
 

@@ -20,15 +20,20 @@ constexpr int32_t max_line_cap() { return 512; }
 // over them: each row's cells across the drawn area, with the line, its number and the stack it
 // was painted from. Everything else a row's cells depend on is the key; a draw with another key
 // starts the record afresh.
-class KeptRows {
-    NOLT_MANAGED(KeptRows, void);
-
-public:
+struct KeptRowsKey {
     Rect span;  // the area drawn, within the buffer
     Rect text_clip;
     int32_t left = 0, gutter = 0, pen = 0;  // the area's x, the gutter's width, column 0's x
     int32_t lang = 0;
     Style base, numbers;
+    bool operator==(const KeptRowsKey&) const = default;
+};
+
+class KeptRows {
+    NOLT_MANAGED(KeptRows, void);
+
+public:
+    KeptRowsKey key;
     Member<SyntaxScheme> scheme;
     Member<runtime::Array<Member<Text>>> texts;  // by row; null where none is kept
     Member<runtime::Array<HlStack>> starts;
