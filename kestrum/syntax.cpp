@@ -746,12 +746,13 @@ const HlLine* kept_line(const Root<HlCache>& cache, int32_t i, const string& lin
     return kept && kept->text.get() == line.get() && same_stack(kept->start, stack) ? kept : nullptr;
 }
 
-// Paints line i of the cache from its kept spans, or runs the rules over it and keeps what they
-// found. The kept spans are painted in the same calls, in the same order, as the rules would
-// paint them, so the cells come out the same; only the rules and the measuring are not run again.
+// Paints line i of the cache from its kept spans (`kept`, as kept_line found them), or runs the
+// rules over it and keeps what they found. The kept spans are painted in the same calls, in the
+// same order, as the rules would paint them, so the cells come out the same; only the rules and
+// the measuring are not run again.
 HlStack paint_kept(const Root<HlCache>& cache, int32_t i, const string& line, const HlStack& stack,
-                   SpanPainter& painter) {
-    if (const HlLine* kept = kept_line(cache, i, line, stack)) {
+                   SpanPainter& painter, const HlLine* kept) {
+    if (kept) {
         for (const HlSpan& span : *kept->spans) painter.draw(span.start, span.end, span.offset, span.style);
         return kept->end;
     }
@@ -805,8 +806,8 @@ void paint_lines(const Root<CellBuffer>& buf, const string_array& lines, int32_t
         }
         HlStack start = stack;
         bool restored = false;
+        const HlLine* kept = cached && paint ? kept_line(cache, i, line, stack) : nullptr;
         if (paint && memo) {
-            const HlLine* kept = cached ? kept_line(cache, i, line, stack) : nullptr;
             bool known = kept || !language || language->ctx_count <= 0;
             restored = known && memo->restore((int32_t)row, i, line, stack);
             if (restored && kept) stack = kept->end;
@@ -817,7 +818,7 @@ void paint_lines(const Root<CellBuffer>& buf, const string_array& lines, int32_t
                 cellbuf_draw_text_in(buf, x, (int32_t)row, line, role_style(scheme.get(), -1), clip);
             } else if (cached && paint) {
                 SpanPainter painter{buf, line, x, (int32_t)row, clip};
-                stack = paint_kept(cache, i, line, stack, painter);
+                stack = paint_kept(cache, i, line, stack, painter, kept);
             } else {
                 stack = apply_line(language, line, stack, buf, x, (int32_t)row, scheme, clip, paint);
             }
