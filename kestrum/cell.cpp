@@ -672,8 +672,12 @@ struct StyleCache {
 
 }  // namespace
 
-void cellbuf_flush(const Root<Term>& term, const Root<CellBuffer>& next, const Root<CellBuffer>& prev) {
-    if (!next || !prev) return;
+namespace {
+
+// cellbuf_flush; with `quiet`, a frame that changes no cell sends nothing. Answers whether a cell
+// differed.
+bool flush(const Root<Term>& term, const Root<CellBuffer>& next, const Root<CellBuffer>& prev, bool quiet) {
+    if (!next || !prev) return false;
     int32_t width = next->width, height = next->height;
     if (prev->width != width || prev->height != height) {
         // Resized and marked in one pass: nothing of the old content would survive the marking.
@@ -681,7 +685,19 @@ void cellbuf_flush(const Root<Term>& term, const Root<CellBuffer>& next, const R
         prev->width = width;
         prev->height = height;
     }
-    if (width < 1 || height < 1) return;
+    if (width < 1 || height < 1) return false;
+    // The Term and both arrays stay put for the whole flush: the heap does not move objects, the
+    // caller roots all three, and nothing below resizes the buffers.
+    const Cell* drawn = cells_of(next);
+    Cell* shown = cells_of(prev);
+    // Cells hold no padding, so rows equal byte for byte are equal cell by cell: they send
+    // nothing, and only the others are walked.
+    auto same_row = [&](int32_t y) {
+        return memcmp(drawn + (int64_t)y * width, shown + (int64_t)y * width, sizeof(Cell) * (size_t)width) == 0;
+    };
+    int32_t first = 0;
+    while (first < height && same_row(first)) first++;
+    if (quiet && first == height) return false;
     Term* out = term ? term.get() : nullptr;
     bool live = out && out->is_open;
     bool basic = out && out->config.basic;
@@ -690,19 +706,13 @@ void cellbuf_flush(const Root<Term>& term, const Root<CellBuffer>& next, const R
         term_hide_cursor(term);
         out->cursor_x = out->cursor_y = -1;
     }
-    // The Term and both arrays stay put for the whole flush: the heap does not move objects, the
-    // caller roots all three, and nothing below resizes the buffers.
-    const Cell* drawn = cells_of(next);
-    Cell* shown = cells_of(prev);
     GlyphRun run(term);
     StyleCache styles;
     bool have_style = false;
     Style current;
-    for (int32_t y = 0; y < height; y++) {
+    for (int32_t y = first; y < height; y++) {
         int64_t row = (int64_t)y * width;
-        // Cells hold no padding, so rows equal byte for byte are equal cell by cell: they send
-        // nothing, and only the others are walked.
-        if (memcmp(drawn + row, shown + row, sizeof(Cell) * (size_t)width) == 0) continue;
+        if (y > first && same_row(y)) continue;
         int32_t skip_until = -1;
         for (int32_t x = 0; x < width; x++) {
             const Cell& cell = drawn[row + x];
@@ -740,6 +750,17 @@ void cellbuf_flush(const Root<Term>& term, const Root<CellBuffer>& next, const R
         run.send();
         term_gather_end(term);
     }
+    return first < height;
+}
+
+}  // namespace
+
+void cellbuf_flush(const Root<Term>& term, const Root<CellBuffer>& next, const Root<CellBuffer>& prev) {
+    flush(term, next, prev, false);
+}
+
+bool cellbuf_flush_changes(const Root<Term>& term, const Root<CellBuffer>& next, const Root<CellBuffer>& prev) {
+    return flush(term, next, prev, true);
 }
 
 }  // namespace kestrum

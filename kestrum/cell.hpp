@@ -198,6 +198,9 @@ void cellbuf_draw_box_glyphs(const Root<CellBuffer>& buf, Rect r, const Style& s
 // another size is first resized and marked so that the whole frame goes out. The bytes of the
 // frame are gathered and written together; on a closed terminal only `prev` changes.
 void cellbuf_flush(const Root<Term>& term, const Root<CellBuffer>& next, const Root<CellBuffer>& prev);
+// The same, except that a frame whose cells all equal `prev`'s sends nothing, not even the hiding
+// of the cursor. Answers whether a cell differed.
+bool cellbuf_flush_changes(const Root<Term>& term, const Root<CellBuffer>& next, const Root<CellBuffer>& prev);
 
 // ---- Text measuring ----------------------------------------------------------------------
 

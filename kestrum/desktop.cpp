@@ -1,5 +1,7 @@
 #include "kestrum/desktop.hpp"
 
+#include <algorithm>
+
 namespace kestrum {
 
 using namespace runtime::literals;
@@ -343,8 +345,128 @@ void Desktop::draw_status(const Root<CellBuffer>& buf, Rect clip, const Root<The
     }
 }
 
+namespace {
+
+// What the desktop lays over its canvas, in the order drawn: each shown window's rectangle and
+// shadow, then the menu bar's row and the status row, which are drawn whole. Windows can be shown
+// again past MAX_DESKTOP_WINDOWS; a desktop with more than MAX_SHOWN is drawn without the covers.
+constexpr int32_t MAX_SHOWN = 2 * MAX_DESKTOP_WINDOWS;
+constexpr int32_t MAX_COVERS = 3 * MAX_SHOWN + 2;
+
+struct Covers {
+    Rect rects[MAX_COVERS];
+    int32_t count = 0;
+    void add(Rect r) {
+        if (!rect_empty(r) && count < MAX_COVERS) rects[count++] = r;
+    }
+};
+
+// Calls gap(from, to) for each stretch of row y between x0 and x1 (exclusive) that none of
+// covers[first ..] lies on, left to right.
+template <class Gap>
+void row_gaps(int32_t y, int64_t x0, int64_t x1, const Covers& covers, int32_t first, Gap gap) {
+    int64_t from[MAX_COVERS], to[MAX_COVERS];
+    int32_t n = 0;
+    for (int32_t i = first; i < covers.count; i++) {
+        const Rect& c = covers.rects[i];
+        int64_t a = c.x > x0 ? c.x : x0, b = (int64_t)c.x + c.w < x1 ? (int64_t)c.x + c.w : x1;
+        if (y < c.y || y >= (int64_t)c.y + c.h || a >= b) continue;
+        int32_t k = n++;
+        for (; k > 0 && from[k - 1] > a; k--) from[k] = from[k - 1], to[k] = to[k - 1];
+        from[k] = a, to[k] = b;
+    }
+    int64_t at = x0;
+    for (int32_t k = 0; k < n; k++) {
+        if (from[k] > at) gap(at, from[k]);
+        at = to[k] > at ? to[k] : at;
+    }
+    if (at < x1) gap(at, x1);
+}
+
+// Whether covers[first ..] lie on every cell of `r`. Only those that meet `r` are looked at row by
+// row.
+bool covered(Rect r, const Covers& covers, int32_t first) {
+    if (rect_empty(r)) return true;
+    Covers near;
+    for (int32_t i = first; i < covers.count; i++) near.add(rect_intersect(covers.rects[i], r));
+    for (int32_t i = 0; i < near.count; i++)
+        if (near.rects[i] == r) return true;
+    bool open = near.count == 0;
+    for (int32_t y = r.y; y < r.y + r.h && !open; y++)
+        row_gaps(y, r.x, (int64_t)r.x + r.w, near, 0, [&](int64_t, int64_t) { open = true; });
+    return !open;
+}
+
+}  // namespace
+
+// The canvas and the windows are drawn in that order, each over what lies below, except where
+// something drawn later covers them whole, which would only be stored to be stored over: the
+// canvas is filled only between the windows and the two rows; a window that later ones cover is
+// drawn with an empty clip, which draws nothing but lets it bring itself up to date; a shadow that
+// lies under later windows is left out of its window's clip. The cells come out the same.
 void Desktop::draw(const Root<CellBuffer>& buf, Rect r, Rect clip, bool, const Root<Theme>& theme) {
     if (!visible) return;
+    int32_t order[MAX_SHOWN], ends[MAX_SHOWN], shown_count = 0;
+    Covers covers;
+    auto list = [&](int32_t i) {
+        Root<Window> win = shown_window(i);
+        if (!win || shown_count == MAX_SHOWN) return;
+        Rect right, below;
+        win->shadow_rects(win->bounds, right, below);
+        covers.add(win->bounds), covers.add(right), covers.add(below);
+        order[shown_count] = i;
+        ends[shown_count++] = covers.count;
+    };
+    int32_t shown_total = 0;
+    for (int32_t i = 0; i < child_count(); i++) {
+        if (shown_window(i)) shown_total++;
+        if (i != active_idx) list(i);
+    }
+    list(active_idx);
+    if (shown_total > MAX_SHOWN) return draw_unculled(buf, r, clip, theme);
+    if (has_menubar && menubar->visible && bounds.w > 0) covers.add(rect(0, bounds.y, bounds.w, 1));
+    if (has_status && bounds.h > 0) covers.add(rect(bounds.x, bounds.y + bounds.h - 1, bounds.w, 1));
+
+    Rect canvas = rect_intersect(r, clip);
+    int32_t ch = canvas_fill < 1 ? theme_desktop_fill(theme) : canvas_fill;
+    if (codepoint_display_width(ch) > 1) {
+        // The wide fill's pattern starts at the canvas's left edge: it is drawn whole.
+        if (!rect_empty(canvas)) draw_canvas(buf, canvas, theme);
+    } else {
+        // Rows between two consecutive top or bottom edges of the covers have the same gaps: each
+        // such band is filled at once.
+        int32_t edges[2 * MAX_COVERS + 2], count = 0;
+        edges[count++] = canvas.y + canvas.h;
+        for (int32_t i = 0; i < covers.count; i++) {
+            const Rect& c = covers.rects[i];
+            for (int64_t y : {(int64_t)c.y, (int64_t)c.y + c.h})
+                if (y > canvas.y && y < canvas.y + canvas.h) edges[count++] = (int32_t)y;
+        }
+        std::sort(edges, edges + count);
+        for (int32_t k = 0, y = canvas.y; k < count; y = edges[k++]) {
+            if (edges[k] == y) continue;
+            row_gaps(y, canvas.x, (int64_t)canvas.x + canvas.w, covers, 0, [&](int64_t from, int64_t to) {
+                cellbuf_fill_rect(buf, rect((int32_t)from, y, (int32_t)(to - from), edges[k] - y), ch,
+                                  theme->desktop_style);
+            });
+        }
+    }
+    for (int32_t k = 0; k < shown_count; k++) {
+        Root<Window> win = window_at(order[k]);
+        Rect b = win->bounds, right, below, at = clip;
+        win->shadow_rects(b, right, below);
+        bool right_hidden = covered(rect_intersect(right, clip), covers, ends[k]);
+        bool below_hidden = covered(rect_intersect(below, clip), covers, ends[k]);
+        if (covered(rect_intersect(b, clip), covers, ends[k])) at = Rect{};
+        else if (right_hidden || below_hidden)
+            at = rect_intersect(rect(b.x, b.y, b.w + !right_hidden, b.h + !below_hidden), clip);
+        win->draw(buf, b, at, order[k] == active_idx, theme);
+    }
+    draw_top(buf, clip, theme);
+}
+
+// As above, with everything drawn over everything before it.
+void Desktop::draw_unculled(const Root<CellBuffer>& buf, Rect r, Rect clip, const Root<Theme>& theme) {
     Rect canvas = rect_intersect(r, clip);
     if (!rect_empty(canvas)) draw_canvas(buf, canvas, theme);
     for (int32_t i = 0; i < child_count(); i++) {
@@ -353,6 +475,11 @@ void Desktop::draw(const Root<CellBuffer>& buf, Rect r, Rect clip, bool, const R
     }
     Root<Window> active = shown_window(active_idx);
     if (active) active->draw(buf, active->bounds, clip, true, theme);
+    draw_top(buf, clip, theme);
+}
+
+// The menu bar, the context menu and the status row, over the windows.
+void Desktop::draw_top(const Root<CellBuffer>& buf, Rect clip, const Root<Theme>& theme) {
     if (has_menubar) menubar->draw(buf, rect(bounds.x, bounds.y, bounds.w, 1), clip, false, theme);
     if (has_context && context->open)
         draw_popup_menu(context, buf, theme, commands, has_commands);

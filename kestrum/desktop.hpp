@@ -82,6 +82,8 @@ private:
     void clamp_all();
     void draw_canvas(const Root<CellBuffer>& buf, Rect r, const Root<Theme>& theme);
     void draw_status(const Root<CellBuffer>& buf, Rect clip, const Root<Theme>& theme);
+    void draw_unculled(const Root<CellBuffer>& buf, Rect r, Rect clip, const Root<Theme>& theme);
+    void draw_top(const Root<CellBuffer>& buf, Rect clip, const Root<Theme>& theme);
 };
 
 // ---- The application -----------------------------------------------------------------------

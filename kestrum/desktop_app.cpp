@@ -369,7 +369,9 @@ void Application::redraw() {
             win->draw(buf, win->bounds, full, true, current);
         }
     }
-    cellbuf_flush(term, buf, shown);
+    // A frame that changes no cell would send only the sequence that hides the cursor, hidden
+    // already: the terminal's state is the same without it, so nothing is sent.
+    cellbuf_flush_changes(term, buf, shown);
     dirty = false;
 }
 

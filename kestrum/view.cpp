@@ -117,6 +117,15 @@ EventResult Group::dispatch_mouse(const Event& ev, Point origin) {
     return event_ignored();
 }
 
+bool Group::child_covers(Rect area, Rect r) {
+    for (int32_t i = 0; i < child_count(); i++) {
+        Root<View> c = child(i);
+        Rect at = c->fills_client() ? area : view_abs_bounds(c->bounds, point(area.x, area.y));
+        if (c->visible && c->opaque() && rect_intersect(at, r) == r) return true;
+    }
+    return false;
+}
+
 void Group::draw_children(const Root<CellBuffer>& buf, Rect area, Rect clip, bool focused, const Root<Theme>& theme) {
     Point origin = point(area.x, area.y);
     auto place = [&](const Root<View>& c) { return c->fills_client() ? area : view_abs_bounds(c->bounds, origin); };

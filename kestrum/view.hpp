@@ -44,6 +44,9 @@ public:
     virtual bool overlay_open() { return false; }
     virtual Rect overlay_rect() { return rect(0, 0, 0, 0); }
     virtual Rect hit_bounds() { return bounds; }
+    // True when draw sets every cell of the view's rectangle that lies in the clip, so that what is
+    // drawn there before it does not show.
+    virtual bool opaque() { return false; }
     // `bounds` is the view's rectangle in screen cells, worked out by the parent; nothing is drawn
     // outside `clip`; `focused` is true for the parent's focused child. Every concrete view
     // overrides it; the base draws nothing.
@@ -95,6 +98,8 @@ public:
     // grown by one cell right and down, so that a scrollbar can lie on a surrounding frame. Then
     // the open overlays on top, each clipped to its overlay rectangle, `area` and `clip`.
     void draw_children(const Root<CellBuffer>& buf, Rect area, Rect clip, bool focused, const Root<Theme>& theme);
+    // Whether one opaque visible child, placed as draw_children places it in `area`, covers `r`.
+    bool child_covers(Rect area, Rect r);
 };
 
 // wants_focus(), enabled and visible.

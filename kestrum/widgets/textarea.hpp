@@ -74,6 +74,7 @@ public:
     static Root<TextArea> create(Rect bounds, int32_t max_lines, int32_t visible_rows, int32_t line_cap);
 
     bool wants_focus() override { return true; }
+    bool opaque() override { return true; }
     bool captures_mouse() override { return drag_vbar || drag_hbar || drag_sel; }
     // One cell wider and taller: the scrollbars stand on the frame right of and below the text.
     Rect hit_bounds() override;

@@ -153,15 +153,22 @@ void Window::draw(const Root<CellBuffer>& buf, Rect b, Rect clip, bool, const Ro
     Point origin = point(b.x + client_x, b.y + client_y);
     Rect size = client_size(b), area = rect(origin.x, origin.y, size.w, size.h), c = rect_intersect(area, r);
     if (!rect_empty(c)) {
-        cellbuf_fill_rect(buf, c, CH_SPACE, theme->client_style);
+        if (!child_covers(area, c)) cellbuf_fill_rect(buf, c, CH_SPACE, theme->client_style);
         draw_children(buf, area, r, true, theme);
     }
     if (!is_maximized() && b.w >= 2) cellbuf_put_in(buf, right_of(b) - 1, bottom_of(b) - 1, GRIP, head, r);
     Style shade = style_make(color_rgb(20, 20, 20), color_rgb(20, 20, 20), false, false, false);
-    for (int64_t y = (int64_t)b.y + 1; y <= bottom_of(b); y++)
-        cellbuf_put_in(buf, right_of(b), y, CH_SPACE, shade, clip);
-    for (int64_t x = (int64_t)b.x + 1; x <= right_of(b); x++)
-        cellbuf_put_in(buf, x, bottom_of(b), CH_SPACE, shade, clip);
+    Rect right, below;
+    shadow_rects(b, right, below);
+    cellbuf_fill_rect(buf, rect_intersect(right, clip), CH_SPACE, shade);
+    cellbuf_fill_rect(buf, rect_intersect(below, clip), CH_SPACE, shade);
+}
+
+void Window::shadow_rects(Rect b, Rect& right, Rect& below) {
+    right = below = Rect{};
+    if (is_minimized() || b.h <= 1 || b.w < 1 || right_of(b) >= INT32_MAX || bottom_of(b) >= INT32_MAX) return;
+    right = rect((int32_t)right_of(b), b.y + 1, 1, b.h);
+    below = rect(b.x + 1, (int32_t)bottom_of(b), b.w, 1);
 }
 
 EventResult Window::begin_drag(WindowDragMode mode, int32_t x, int32_t y) {

@@ -54,6 +54,9 @@ public:
     virtual bool is_minimized() { return state == WindowState::Minimized; }
     virtual bool is_maximized() { return state == WindowState::Maximized; }
     virtual bool is_dragging() { return drag_mode != WindowDragMode::None; }
+    // The shadow that draw lays right of and below the window drawn at `b`; both empty when it
+    // lays none.
+    void shadow_rects(Rect b, Rect& right, Rect& below);
     virtual void set_title(const string& text);
     virtual void set_active(bool on);
     virtual void set_visible(bool on);

@@ -1,7 +1,10 @@
 #include "kestrum/desktop.hpp"
 
+#include <random>
 #include <vector>
 
+#include "kestrum/widgets/label.hpp"
+#include "kestrum/widgets/textarea.hpp"
 #include "tests/support/boot.hpp"
 #include "tests/support/golden.hpp"
 
@@ -122,6 +125,72 @@ TEST_F(Desktops, EventsReachTheActiveWindowAndClicksActivate) {
     EXPECT_TRUE(desk->handle_event(press(45, 3, MouseButton::Right)) == event_handled() && desk->context_is_open());
     EXPECT_EQ(desk->handle_event(key(key_enter())), event_command(120));
     EXPECT_FALSE(desk->context_is_open());
+}
+
+
+// Two desktops made alike take the same random steps. One draws each frame over the last and
+// flushes it; the other draws on a fresh buffer of a glyph that nothing draws, so a cell left out
+// shows. The frames agree cell for cell, and the flush leaves the shown frame equal to the drawn.
+TEST(DesktopFrames, AFrameDrawnOverTheLastIsAFreshFrame) {
+    auto build = [] {
+        Root<Desktop> d = Desktop::create();
+        Root<MenuBar> bar = MenuBar::create(4);
+        bar->add(menu_create("File"_t, 2));
+        d->set_menubar(bar);
+        d->set_bounds(rect(0, 0, 60, 20));
+        d->set_status("ready"_t);
+        for (int32_t i = 0; i < 5; i++) {
+            Root<Window> win = make<Window>(rect(i * 9, 1 + i * 2, 24, 9), from_c(std::to_string(i).c_str()));
+            win->closable = win->minimizable = win->maximizable = true;
+            if (i == 2) {
+                win->add(make<Label>(rect(0, 0, 10, 3), "a label that lets the client show"_t));
+            } else {
+                Root<TextArea> area = TextArea::create(rect(0, 0, 22, 7), 64, 7, 64);
+                area->set_text(from_c(("fn f" + std::to_string(i) + "()\n\tx = \"\xe6\xbc\xa2\"\nend\n").c_str()));
+                area->set_line_numbers(i % 2 == 0);
+                win->add(area);
+            }
+            d->add(win);
+        }
+        return d;
+    };
+    Root<Desktop> a = build(), b = build();
+    Root<Theme> themes[] = {theme_classic(), theme_ascii(), theme_nord()};
+    Root<CellBuffer> frame = cellbuf_create(60, 20), shown = cellbuf_create(60, 20);
+    std::mt19937 rng(5);
+    for (int32_t step = 0; step < 1500; step++) {
+        uint32_t pick = rng() % 16, i = rng() % 5, arg = rng();
+        for (Root<Desktop> d : {a, b}) {
+            Root<Window> win = d->window_at((int32_t)i);
+            const KeyCode keys[] = {key_char('a' + arg % 26), key_enter(), key_backspace(), key_arrow_down(),
+                                    key_arrow_up(), key_page_down(), key_end(), key_char(0x6f22)};
+            if (pick < 6) d->handle_event(event_key(key_event_plain(keys[arg % std::size(keys)])));
+            else if (pick == 6) d->set_active_idx((int32_t)i);
+            else if (pick == 7) win->set_bounds(rect(arg % 50, 1 + arg / 64 % 14, 12 + arg / 8 % 30, 3 + arg / 16 % 12));
+            else if (pick == 8) win->is_minimized() ? win->restore() : win->minimize();
+            else if (pick == 9) win->toggle_maximize(d->content_rect());
+            else if (pick == 10) arg % 2 ? d->tile() : d->cascade();
+            else if (pick == 11) d->set_canvas_fill(arg % 3 == 0 ? 0x4E00 : arg % 3 == 1 ? 0x2591 : 0);
+            else if (pick == 12) d->set_status(from_c(std::string(arg % 30, 's').c_str()));
+            else if (pick == 13) win->visible ? d->close_window_at((int32_t)i) : d->show_window_at((int32_t)i);
+            else if (pick == 14) d->handle_event(press(2 + arg % 3, 0));
+            else d->handle_event(press(arg % 60, arg / 64 % 20, MouseButton::Left, arg / 8 % 2, arg / 16 % 2));
+        }
+        Root<Theme> theme = themes[step / 100 % 3];
+        a->draw(frame, a->bounds, test_support::whole(frame), false, theme);
+        cellbuf_flush(Root<Term>(), frame, shown);
+        Root<CellBuffer> fresh = cellbuf_create(60, 20);
+        cellbuf_fill_rect(fresh, test_support::whole(fresh), 0x2603, style_make(color_rgb(1, 2, 3), color_rgb(4, 5, 6), 1, 1, 1));
+        b->draw(fresh, b->bounds, test_support::whole(fresh), false, theme);
+        auto same = [](const Root<CellBuffer>& x, const Root<CellBuffer>& y) {
+            return memcmp(x->cells->data(), y->cells->data(), x->cells->size() * sizeof(Cell)) == 0;
+        };
+        ASSERT_TRUE(same(frame, fresh) && same(frame, shown))
+            << "step " << step << "\n"
+            << test_support::same_picture(test_support::screen_text(frame, test_support::whole(frame)),
+                                          test_support::screen_text(fresh, test_support::whole(fresh)))
+                   .message();
+    }
 }
 
 }  // namespace
