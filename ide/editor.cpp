@@ -121,7 +121,16 @@ Root<runtime::Array<int32_t>> line_starts(const string& text) {
 // object than at the last call, and all of them only after a load or a save. Lines without a
 // newline in them equal the saved text joined exactly when each equals the saved line of its
 // index and the counts agree; a line holding a newline, never recorded, is compared the long way.
+// The answer stands until the area's lines or the saved text change: the title and the status ask
+// at every turn.
 bool EditWin::dirty() {
+    if (dirty_at == area->edits && checked_saved.get() == saved_text.get()) return dirty_was;
+    dirty_was = differs_from_saved();
+    dirty_at = area->edits;
+    return dirty_was;
+}
+
+bool EditWin::differs_from_saved() {
     int32_t slots = runtime::length(area->lines), count = kestrum::min_int(area->line_count, slots);
     if (checked_saved.get() != saved_text.get() || !checked_lines || (int32_t)checked_lines->size() < slots) {
         checked_lines = runtime::Array<Member<Text>>::make((uint64_t)slots);

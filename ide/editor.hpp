@@ -47,6 +47,9 @@ public:
     Member<runtime::Array<int32_t>> saved_starts;
     Member<runtime::Array<Member<Text>>> checked_lines;
     Member<runtime::Array<bool>> line_same;
+    // dirty()'s last answer, and the area's count of edits it holds for.
+    uint64_t dirty_at = UINT64_MAX;
+    bool dirty_was = false;
     // The last status_right() and the figures it shows: lines, caret line and column, overwrite.
     Member<Text> right_text;
     int32_t right_figures[4] = {-1, -1, -1, -1};
@@ -74,6 +77,8 @@ public:
     virtual string path();
     // The buffer differs from the text last read or written, byte for byte.
     virtual bool dirty();
+    // dirty() worked out from the lines.
+    bool differs_from_saved();
     virtual bool saved_once();
     virtual bool read_only();
     // Writes the buffer to the path; false, with nothing changed, for no path or a failed write.

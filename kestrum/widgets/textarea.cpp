@@ -193,10 +193,10 @@ void TextArea::set_text(const string& value) {
     for (int32_t i = 0; i <= n && stored < max_lines; i++) {
         if (i < n && c_str(value)[i] != '\n') continue;
         int32_t end = i > start && c_str(value)[i - 1] == '\r' ? i - 1 : i;
-        lines[stored++] = stdlib::substring(value, start, min_int(end - start, line_cap));
+        set_line(stored++, stdlib::substring(value, start, min_int(end - start, line_cap)));
         start = i + 1;
     }
-    for (int32_t i = stored; i < max_lines; i++) lines[i] = empty_line();
+    for (int32_t i = stored; i < max_lines; i++) set_line(i, empty_line());
     line_count = max_int(stored, 1);
     caret_line = caret_col = top_line = left_col = 0;
     sel_active = marking = false;
@@ -205,16 +205,18 @@ void TextArea::set_text(const string& value) {
 void TextArea::shift_lines_down(int32_t at) {
     if (line_count >= max_lines) return;
     at = clamp(at, 0, line_count);
-    for (int32_t i = line_count; i > at; i--) lines[i] = lines[i - 1];
+    for (int32_t i = line_count; i > at; i--) set_line(i, lines[i - 1]);
     line_count++;
+    edits++;
 }
 
 void TextArea::shift_lines_up(int32_t from) {
-    for (int32_t i = max_int(from, 0); i < line_count - 1; i++) lines[i] = lines[i + 1];
-    if (line_count >= 1) lines[line_count - 1] = empty_line();
+    for (int32_t i = max_int(from, 0); i < line_count - 1; i++) set_line(i, lines[i + 1]);
+    if (line_count >= 1) set_line(line_count - 1, empty_line());
+    edits++;
     if (--line_count < 1) {
         line_count = 1;
-        lines[0] = empty_line();
+        set_line(0, empty_line());
     }
 }
 
@@ -224,9 +226,9 @@ void TextArea::split_line_at_caret() {
     string cur = at(caret_line);
     int32_t cut = cp_to_byte(cur, caret_col), n = length(cur);
     string tail = stdlib::substring(cur, cut, n - cut);
-    if (cut < n) lines[caret_line] = stdlib::substring(cur, 0, cut);
+    if (cut < n) set_line(caret_line, stdlib::substring(cur, 0, cut));
     shift_lines_down(caret_line + 1);
-    lines[caret_line + 1] = tail;
+    set_line(caret_line + 1, tail);
     caret_line++;
     caret_col = 0;
     ensure_visible();
@@ -238,7 +240,7 @@ void TextArea::join_with_prev() {
     string prev = at(caret_line - 1), cur = at(caret_line);
     int32_t noted = line_cp_count(prev);
     string joined = compose(prev, length(prev), nullptr, 0, cur, 0, line_cap);
-    lines[caret_line - 1] = joined;
+    set_line(caret_line - 1, joined);
     shift_lines_up(caret_line);
     caret_line--;
     caret_col = min_int(noted, line_cp_count(joined));
@@ -248,7 +250,7 @@ void TextArea::join_with_prev() {
 void TextArea::join_next() {
     if (caret_line >= line_count - 1) return;
     string cur = at(caret_line), next = at(caret_line + 1);
-    lines[caret_line] = compose(cur, length(cur), nullptr, 0, next, 0, line_cap);
+    set_line(caret_line, compose(cur, length(cur), nullptr, 0, next, 0, line_cap));
     shift_lines_up(caret_line + 1);
 }
 
@@ -256,12 +258,12 @@ void TextArea::type_char(int32_t ch, bool may_overwrite) {
     clamp_caret();
     string cur = at(caret_line);
     if (may_overwrite && overwrite && caret_col < line_cp_count(cur)) {
-        lines[caret_line] = replace_char_line(cur, caret_col, ch);
+        set_line(caret_line, replace_char_line(cur, caret_col, ch));
         caret_col++;
     } else {
         string grown = insert_char_line(cur, caret_col, ch, line_cap);
         if (length(grown) > length(cur)) caret_col++;
-        lines[caret_line] = grown;
+        set_line(caret_line, grown);
     }
     ensure_visible();
 }
@@ -277,7 +279,7 @@ void TextArea::paste(const string& value) {
         if (k == 0) return;
         string cur = at(caret_line);
         int32_t pos = cp_to_byte(cur, caret_col);
-        lines[caret_line] = compose(cur, pos, run, k, cur, pos, NO_CAP);
+        set_line(caret_line, compose(cur, pos, run, k, cur, pos, NO_CAP));
         caret_col += k;
         k = 0;
     };
@@ -353,7 +355,7 @@ EventResult TextArea::handle_event(const Event& ev) {
         } else if (caret_col == 0) {
             join_with_prev();
         } else {
-            lines[caret_line] = delete_before_line(at(caret_line), caret_col);
+            set_line(caret_line, delete_before_line(at(caret_line), caret_col));
             caret_col--;
         }
         clamp_caret();
@@ -361,7 +363,7 @@ EventResult TextArea::handle_event(const Event& ev) {
     case KeyCode::Delete:
         if (!sel_empty()) delete_selection();
         else if (caret_col >= count_at(caret_line)) join_next();
-        else lines[caret_line] = delete_at_line(at(caret_line), caret_col);
+        else set_line(caret_line, delete_at_line(at(caret_line), caret_col));
         clamp_caret();
         break;
     case KeyCode::Insert: toggle_overwrite(); break;
@@ -403,7 +405,14 @@ int32_t TextArea::vis_rows() { return max_int(bounds.h, 1); }
 
 // Line texts are never changed in place, so a slot that still holds the text it held at the last
 // call has the width measured then; only the others are measured again.
+void TextArea::set_line(int32_t i, const string& text) {
+    lines[i] = text;
+    edits++;
+}
+
+// Worked out again only after a line has changed: a draw of an unchanged text costs nothing here.
 int32_t TextArea::content_width() {
+    if (widest_at == edits && width_texts) return widest;
     if (!width_texts) {
         width_texts = Array<Member<Text>>::make((uint64_t)max_lines);
         widths = Array<int32_t>::make((uint64_t)max_lines);
@@ -412,15 +421,17 @@ int32_t TextArea::content_width() {
     const Member<Text>* now = lines->data();
     Member<Text>* seen = width_texts->data();
     int32_t* width = widths->data();
-    int32_t widest = 0, count = min_int(line_count, min_int(runtime::length(lines), runtime::length(width_texts)));
+    int32_t most = 0, count = min_int(line_count, min_int(runtime::length(lines), runtime::length(width_texts)));
     for (int32_t i = 0; i < count; i++) {
         if (seen[i].get() != now[i].get()) {
             width[i] = text_display_width(at(i));
             seen[i] = now[i];
         }
-        widest = max_int(widest, width[i]);
+        most = max_int(most, width[i]);
     }
-    return widest;
+    widest_at = edits;
+    widest = most;
+    return most;
 }
 
 bool TextArea::has_hscroll() { return content_width() > vis_cols(); }
@@ -439,7 +450,7 @@ void TextArea::scroll_by(int32_t delta) {
 void TextArea::clamp_caret() {
     if (line_count < 1) {
         line_count = 1;
-        lines[0] = empty_line();
+        set_line(0, empty_line());
     }
     caret_line = clamp(caret_line, 0, line_count - 1);
     caret_col = clamp_col(at(caret_line), caret_col);
@@ -557,8 +568,8 @@ void TextArea::delete_selection() {
     if (sel_empty()) return;
     Span s = sel_span();
     string first = at(s.start_line), last = at(s.end_line);
-    lines[s.start_line] =
-        compose(first, cp_to_byte(first, s.start_col), nullptr, 0, last, cp_to_byte(last, s.end_col), line_cap);
+    set_line(s.start_line,
+             compose(first, cp_to_byte(first, s.start_col), nullptr, 0, last, cp_to_byte(last, s.end_col), line_cap));
     for (int32_t i = s.start_line; i < s.end_line; i++) shift_lines_up(s.start_line + 1);
     caret_line = s.start_line;
     caret_col = s.start_col;

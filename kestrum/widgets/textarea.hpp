@@ -63,6 +63,11 @@ public:
     Member<KeptRows> kept_rows;   // the painted rows of the last draws
     Member<runtime::Array<Member<Text>>> width_texts;  // content_width's lines and their widths
     Member<runtime::Array<int32_t>> widths;
+    // The changes to the lines so far: set_line is the one way a slot changes, and each change of
+    // line_count counts too. What is worked out from the lines alone is kept with this count.
+    uint64_t edits = 0;
+    uint64_t widest_at = UINT64_MAX;  // content_width's last answer, and the count it holds for
+    int32_t widest = 0;
     bool line_numbers = false;
     bool overwrite = false;
     bool sel_active = false;
@@ -94,6 +99,8 @@ public:
     // top_line within 0..line_count - vis_rows().
     virtual void clamp_offset();
     virtual int32_t vis_rows();       // bounds.h, at least 1
+    // Line i's slot holds `text` from now on.
+    void set_line(int32_t i, const string& text);
     virtual int32_t content_width();  // widest line in cells; a line is measured again only once changed
     virtual bool has_hscroll();
     virtual stdlib::Option<string> line(int32_t index);

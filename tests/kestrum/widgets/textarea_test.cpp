@@ -243,7 +243,9 @@ TEST(TextAreaView, KeptRowsDrawAsAFreshAreaWould) {
         a->draw(kept, a->bounds, clip, step % 3 != 0, theme);
         Root<KeptRows> rows(a->kept_rows.get());
         Root<HlCache> hl(a->hl.get());
-        a->kept_rows = nullptr, a->hl = runtime::make<HlCache>();
+        int32_t kept_width = a->content_width();
+        a->kept_rows = nullptr, a->hl = runtime::make<HlCache>(), a->widest_at = UINT64_MAX;
+        ASSERT_EQ(kept_width, a->content_width());
         cellbuf_clear(fresh, style_default());
         a->draw(fresh, a->bounds, clip, step % 3 != 0, theme);
         a->kept_rows = rows, a->hl = hl;
