@@ -205,14 +205,14 @@ void TextArea::set_text(const string& value) {
 void TextArea::shift_lines_down(int32_t at) {
     if (line_count >= max_lines) return;
     at = clamp(at, 0, line_count);
-    for (int32_t i = line_count; i > at; i--) set_line(i, lines[i - 1]);
+    for (int32_t i = line_count; i > at; i--) lines[i] = lines[i - 1];
     line_count++;
     edits++;
 }
 
 void TextArea::shift_lines_up(int32_t from) {
-    for (int32_t i = max_int(from, 0); i < line_count - 1; i++) set_line(i, lines[i + 1]);
-    if (line_count >= 1) set_line(line_count - 1, empty_line());
+    for (int32_t i = max_int(from, 0); i < line_count - 1; i++) lines[i] = lines[i + 1];
+    if (line_count >= 1) lines[line_count - 1] = empty_line();
     edits++;
     if (--line_count < 1) {
         line_count = 1;

@@ -63,8 +63,9 @@ public:
     Member<KeptRows> kept_rows;   // the painted rows of the last draws
     Member<runtime::Array<Member<Text>>> width_texts;  // content_width's lines and their widths
     Member<runtime::Array<int32_t>> widths;
-    // The changes to the lines so far: set_line is the one way a slot changes, and each change of
-    // line_count counts too. What is worked out from the lines alone is kept with this count.
+    // The changes to the lines so far: set_line counts one, and so does each shift of the lines up
+    // or down, which changes line_count; nothing else stores into a slot. What is worked out from
+    // the lines alone is kept with this count.
     uint64_t edits = 0;
     uint64_t widest_at = UINT64_MAX;  // content_width's last answer, and the count it holds for
     int32_t widest = 0;
