@@ -407,23 +407,25 @@ bool covered(Rect r, const Covers& covers, int32_t first) {
 void Desktop::draw(const Root<CellBuffer>& buf, Rect r, Rect clip, bool, const Root<Theme>& theme) {
     if (!visible) return;
     int32_t order[MAX_SHOWN], ends[MAX_SHOWN], shown_count = 0;
+    bool crowded = false;
     Covers covers;
     auto list = [&](int32_t i) {
         Root<Window> win = shown_window(i);
-        if (!win || shown_count == MAX_SHOWN) return;
+        if (!win) return;
+        if (shown_count == MAX_SHOWN) {
+            crowded = true;
+            return;
+        }
         Rect right, below;
         win->shadow_rects(win->bounds, right, below);
         covers.add(win->bounds), covers.add(right), covers.add(below);
         order[shown_count] = i;
         ends[shown_count++] = covers.count;
     };
-    int32_t shown_total = 0;
-    for (int32_t i = 0; i < child_count(); i++) {
-        if (shown_window(i)) shown_total++;
+    for (int32_t i = 0; i < child_count(); i++)
         if (i != active_idx) list(i);
-    }
     list(active_idx);
-    if (shown_total > MAX_SHOWN) return draw_unculled(buf, r, clip, theme);
+    if (crowded) return draw_unculled(buf, r, clip, theme);
     if (has_menubar && menubar->visible && bounds.w > 0) covers.add(rect(0, bounds.y, bounds.w, 1));
     if (has_status && bounds.h > 0) covers.add(rect(bounds.x, bounds.y + bounds.h - 1, bounds.w, 1));
 
@@ -453,13 +455,15 @@ void Desktop::draw(const Root<CellBuffer>& buf, Rect r, Rect clip, bool, const R
     }
     for (int32_t k = 0; k < shown_count; k++) {
         Root<Window> win = window_at(order[k]);
-        Rect b = win->bounds, right, below, at = clip;
-        win->shadow_rects(b, right, below);
-        bool right_hidden = covered(rect_intersect(right, clip), covers, ends[k]);
-        bool below_hidden = covered(rect_intersect(below, clip), covers, ends[k]);
-        if (covered(rect_intersect(b, clip), covers, ends[k])) at = Rect{};
-        else if (right_hidden || below_hidden)
-            at = rect_intersect(rect(b.x, b.y, b.w + !right_hidden, b.h + !below_hidden), clip);
+        Rect b = win->bounds, right, below, at = Rect{};
+        if (!covered(rect_intersect(b, clip), covers, ends[k])) {
+            win->shadow_rects(b, right, below);
+            bool right_hidden = covered(rect_intersect(right, clip), covers, ends[k]);
+            bool below_hidden = covered(rect_intersect(below, clip), covers, ends[k]);
+            at = right_hidden || below_hidden
+                     ? rect_intersect(rect(b.x, b.y, b.w + !right_hidden, b.h + !below_hidden), clip)
+                     : clip;
+        }
         win->draw(buf, b, at, order[k] == active_idx, theme);
     }
     draw_top(buf, clip, theme);
